@@ -1,0 +1,28 @@
+#!/usr/bin/env bash
+# Builds and runs the whole test suite twice (normal, then AddressSanitizer +
+# UndefinedBehaviorSanitizer), and checks the 32-bit record layout.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+bash scripts/deps.sh
+
+JOBS=$(nproc)
+
+echo "== 32-bit layout check (-m32 -fsyntax-only)"
+printf '#include <quevarra/quevarra.h>\nint main() { return 0; }\n' |
+  g++ -m32 -std=c++17 -Wall -Wextra -Iinclude -fsyntax-only -x c++ -
+
+run_suite() {
+  local dir=$1; shift
+  echo "== build $dir"
+  cmake -S . -B "$dir" -G Ninja -DQV_BUILD_TESTS=ON "$@" > "$dir.configure.log" 2>&1 ||
+    { cat "$dir.configure.log"; return 1; }
+  cmake --build "$dir" -j "$JOBS"
+  echo "== test $dir"
+  ctest --test-dir "$dir" -j "$JOBS" --output-on-failure --no-tests=error
+}
+
+mkdir -p build
+run_suite build/normal -DCMAKE_BUILD_TYPE=RelWithDebInfo
+ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \
+  run_suite build/sanitize -DCMAKE_BUILD_TYPE=Debug -DQV_SANITIZE=ON
+echo "== all suites passed"
