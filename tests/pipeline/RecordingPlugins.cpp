@@ -19,29 +19,23 @@ std::mutex g_mutex;
 std::vector<Call> g_calls;
 std::map<const void*, std::string> g_names;
 int g_videoInst, g_audioInst, g_file, g_videoPacket, g_audioPacket;
-std::atomic<int> g_encodersInside{0};
 std::atomic<bool> g_encoderInside[2];  // video, audio
 std::atomic<bool> g_muxerInside{false};
 
-void NoteEncodersDuringWrite() {
-    for (int i = 0; i < 2; ++i)
-        if (g_encoderInside[i]) g_encodedDuringWrite[i] = true;
-}
-
-std::string NameOf(const void* p) {
+std::string Str(const void* p) {
     if (!p) return "null";
     std::lock_guard<std::mutex> lock(g_mutex);
     auto it = g_names.find(p);
     return it == g_names.end() ? "?" : it->second;
 }
+std::string Str(const char* s) { return s; }
+std::string Str(uintptr_t n) { return std::to_string(n); }
 
-std::string Code(uint32_t code) {
-    wchar_t text[5];
-    FourCC2StrW(text, code);
-    return std::string(text, text + wcslen(text));
-}
-
-void Record(const std::string& text) {
+// Records "what arg1 arg2 ..." with the calling thread.
+template <typename... Args>
+void Record(const char* what, Args... args) {
+    std::string text = what;
+    ((text += " " + Str(args)), ...);
     std::lock_guard<std::mutex> lock(g_mutex);
     g_calls.push_back({text, std::this_thread::get_id()});
 }
@@ -50,97 +44,96 @@ void Sleep(int ms) {
     if (ms > 0) std::this_thread::sleep_for(std::chrono::milliseconds(ms));
 }
 
-// Encoders: parallel runs are detected by both being inside at once.
 int Encode(void* h, const MEDIA_FRAME* in, void** ppOut, uint32_t* pWord) {
-    bool video = h == &g_videoInst;
-    Record("Encode " + NameOf(h) + " " + NameOf(in) + (*ppOut ? " dirty" : " slot") +
-           (pWord ? (*pWord ? " dirty" : " word") : " word=null"));
-    g_encoderInside[video ? 0 : 1] = true;
-    if (++g_encodersInside == 2) g_encodersOverlapped = true;
+    const int stream = h == &g_videoInst ? 0 : 1;
+    Record("Encode", h, in, *ppOut ? "dirty" : "slot",
+           pWord ? (*pWord ? "dirty" : "word") : "word=null");
+    g_encoderInside[stream] = true;
+    if (g_encoderInside[1 - stream]) g_encodersOverlapped = true;
     Sleep(g_behaviour.encodeSleepMs);
-    if (g_muxerInside) g_encodedDuringWrite[video ? 0 : 1] = true;
-    --g_encodersInside;
-    g_encoderInside[video ? 0 : 1] = false;
-    if (!g_behaviour.encoderLeavesSlotNull) *ppOut = video ? &g_videoPacket : &g_audioPacket;
+    if (g_muxerInside) g_encodedDuringWrite[stream] = true;
+    g_encoderInside[stream] = false;
+    if (!g_behaviour.encoderLeavesSlotNull) *ppOut = stream ? &g_audioPacket : &g_videoPacket;
     if (pWord) *pWord = 77;
     return 0;
 }
 
 void* Create(uint32_t code, EncodeParam* param) {
-    Record("Create " + Code(code) + " " + NameOf(param));
+    wchar_t text[5];
+    FourCC2StrW(text, code);
+    Record("Create", std::string(text, text + 4).c_str(), param);
     if (code == kXvid) return g_behaviour.videoCreateFails ? nullptr : &g_videoInst;
     return g_behaviour.audioCreateFails ? nullptr : &g_audioInst;
 }
 
-void CloseEnc(void* h) { Record("Close " + NameOf(h)); }
+void CloseEnc(void* h) { Record("Close", h); }
 
+// The extra words arrive cleared; anything else shows as "dirty".
 void GetAudioExtra(void* h, uintptr_t* w1, uintptr_t* w2) {
-    Record("GetAudioExtra " + NameOf(h) + (*w1 || *w2 ? " dirty" : ""));
+    Record(*w1 || *w2 ? "GetAudioExtra dirty" : "GetAudioExtra", h);
     *w1 = 11;
     *w2 = 12;
 }
 
 void GetVideoExtra(void* h, uintptr_t* w1, uintptr_t* w2, uintptr_t* w3, uintptr_t* w4) {
-    Record("GetVideoExtra " + NameOf(h) + (*w1 || *w2 || *w3 || *w4 ? " dirty" : ""));
-    *w1 = 21;
-    *w2 = 22;
-    *w3 = 23;
-    *w4 = 24;
+    Record(*w1 || *w2 || *w3 || *w4 ? "GetVideoExtra dirty" : "GetVideoExtra", h);
+    *w1 = 21, *w2 = 22, *w3 = 23, *w4 = 24;
 }
 
 int ReviseAudio(EncodeAudioParam* audio) {
-    Record("ReviseAudio " + NameOf(audio));
-    audio->nSampleRate = 48000;  // revisions stay visible in the caller's record
+    Record("ReviseAudio", audio);
+    audio->nSampleRate = 48000;  // revisions must reach the caller's record
     return g_behaviour.audioReviseResult;
 }
 
 int ReviseVideo(EncodeParam* param) {
-    Record("ReviseVideo " + NameOf(param));
+    Record("ReviseVideo", param);
     param->video.nWidth = 352;
     return g_behaviour.videoReviseResult;
 }
 
 void* CreateFile(const wchar_t* path, EncodeParam* param) {
-    Record("CreateFile " + std::string(path, path + wcslen(path)) + " " + NameOf(param));
+    Record("CreateFile", std::string(path, path + wcslen(path)).c_str(), param);
     return g_behaviour.fileCreateFails ? nullptr : &g_file;
 }
 
-// Muxer writes: any overlap between two of them is a locking fault.
+// Held during each muxer write: a second writer inside is a locking fault, and
+// an encoder seen running meanwhile proves encoders stay outside the lock.
 struct MuxerGuard {
     MuxerGuard() {
         if (g_muxerInside.exchange(true)) g_muxerOverlap = true;
-        NoteEncodersDuringWrite();
+        Note();
         Sleep(g_behaviour.writeSleepMs);
-        NoteEncodersDuringWrite();
+        Note();
     }
     ~MuxerGuard() { g_muxerInside = false; }
+    static void Note() {
+        for (int i = 0; i < 2; ++i)
+            if (g_encoderInside[i]) g_encodedDuringWrite[i] = true;
+    }
 };
 
 uint32_t WriteAudio(void* h, const void* data, uint32_t word) {
     MuxerGuard guard;
-    Record("WriteAudio " + NameOf(h) + " " + NameOf(data) + " " + std::to_string(word));
+    Record("WriteAudio", h, data, uintptr_t(word));
     return g_behaviour.audioWriteResult;
 }
 
 uint32_t WriteVideo(void* h, const void* frame) {
     MuxerGuard guard;
-    Record("WriteVideo " + NameOf(h) + " " + NameOf(frame));
+    Record("WriteVideo", h, frame);
     return g_behaviour.videoWriteResult;
 }
 
 int CloseFile(void* h, QVPROGRESS_CALLBACK cb, void* user) {
-    Record("CloseFile " + NameOf(h) + " " + NameOf(reinterpret_cast<void*>(cb)) + " " +
-           NameOf(user));
+    Record("CloseFile", h, reinterpret_cast<void*>(cb), user);
     return 0;
 }
 
-void SetAudioExtra(void* h, uintptr_t w1, uintptr_t w2) {
-    Record("SetAudioExtra " + NameOf(h) + " " + std::to_string(w1) + " " + std::to_string(w2));
-}
+void SetAudioExtra(void* h, uintptr_t w1, uintptr_t w2) { Record("SetAudioExtra", h, w1, w2); }
 
 void SetVideoExtra(void* h, uintptr_t w1, uintptr_t w2, uintptr_t w3, uintptr_t w4) {
-    Record("SetVideoExtra " + NameOf(h) + " " + std::to_string(w1) + " " + std::to_string(w2) +
-           " " + std::to_string(w3) + " " + std::to_string(w4));
+    Record("SetVideoExtra", h, w1, w2, w3, w4);
 }
 
 ENCODER_ITEM Encoder(uint32_t code, int type) {
@@ -181,12 +174,11 @@ std::vector<std::string> TakeTexts() {
 
 void Reset() {
     g_behaviour = Behaviour();
-    g_muxerOverlap = false;
-    g_encodersOverlapped = false;
+    g_muxerOverlap = g_encodersOverlapped = false;
     g_encodedDuringWrite[0] = g_encodedDuringWrite[1] = false;
     TakeCalls();
     std::lock_guard<std::mutex> lock(g_mutex);
-    g_names = {{&g_videoInst, "V"},   {&g_audioInst, "A"},      {&g_file, "F"},
+    g_names = {{&g_videoInst, "V"},       {&g_audioInst, "A"},      {&g_file, "F"},
                {&g_videoPacket, "vpkt"}, {&g_audioPacket, "apkt"},
                {reinterpret_cast<void*>(&Progress), "cb"}};
 }
