@@ -41,7 +41,7 @@ void ResizeRect(tagRECT& rc, tagSIZE size, IMAGE_RESIZE_METHOD method) {
     const int64_t h = int64_t(rc.bottom) - rc.top;
     const int64_t p = h * a;
     const int64_t q = b * w;
-    // A degenerate aspect (a tiny 16:9 or 4:3 size whose term truncates to 0)
+    // A degenerate aspect (a negative 16:9 or 4:3 size whose term truncates to 0)
     // has no shape to fit to; leave the rectangle alone rather than divide by 0.
     if (p < q) {
         if (b == 0) return;
