@@ -253,6 +253,18 @@ int RunJob(const Options& o) {
         audio.total = std::max<long long>(1, std::llround(o.duration * audio.rate));
     }
 
+    // The first picture is read before the output exists: an unreadable
+    // input leaves nothing behind. (Raw frames need the library's converter.)
+    Picture picture;
+    bool havePicture = false;
+    auto readFirst = [&]() {
+        const int r = video.Read(picture);
+        if (r <= 0) Say(r < 0 ? video.error : o.videoInput + ": no frames");
+        havePicture = r > 0;
+        return havePicture;
+    };
+    if (video.kind == VideoSource::Y4m && !readFirst()) return kExitInput;
+
     const std::string missing = MissingEntryPoints();
     if (!missing.empty()) {
         Say("the library lacks " + missing + " (a partial build?)");
@@ -327,16 +339,7 @@ int RunJob(const Options& o) {
     }
     p.bDisableAudio = !hasAudio;
 
-    // The first picture is read before the output exists: an unreadable
-    // input leaves nothing behind.
-    Picture picture;
-    if (hasVideo) {
-        const int r = video.Read(picture);
-        if (r <= 0) {
-            Say(r < 0 ? video.error : o.videoInput + ": no frames");
-            return kExitInput;
-        }
-    }
+    if (hasVideo && !havePicture && !readFirst()) return kExitInput;
 
     const bool existed = Exists(o.output);
     void* file = QVCreateMediaFile(Utf8ToWide(o.output).c_str(), &p, hasVideo ? &vi : nullptr,
