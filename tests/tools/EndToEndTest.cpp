@@ -134,3 +134,15 @@ TEST_F(EndToEnd, SecondThreadAudioMatchesSingleThread) {
         EXPECT_EQ(DecodedMd5(Path("threaded.mkv"), "0:v"), DecodedMd5(Path("single.mkv"), "0:v"));
     }
 }
+
+TEST_F(EndToEnd, UnknownFourCCsAreRefusedWithoutLeavingAFile) {
+    ToolResult r = Qvencode({"-f", "ZZZZ", "--duration", "0.2", Path("a.mp4")});
+    EXPECT_EQ(r.code, 1) << r.output;
+    EXPECT_NE(r.output.find("no plugin publishes file format 'ZZZZ'"), std::string::npos) << r.output;
+    EXPECT_FALSE(FileExists(Path("a.mp4")));
+    if (!Lists("Y4M ")) return;
+    r = Qvencode({"-c:v", "ZZZZ", "--duration", "0.2", Path("a.y4m")});
+    EXPECT_EQ(r.code, 1) << r.output;
+    EXPECT_NE(r.output.find("does not take video codec 'ZZZZ'"), std::string::npos) << r.output;
+    EXPECT_FALSE(FileExists(Path("a.y4m")));
+}

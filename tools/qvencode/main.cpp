@@ -17,5 +17,7 @@ int main(int argc, char** argv) {
         return qvenc::kExitOk;
     }
     if (options.list) return qvenc::RunList(options);
-    return qvenc::RunJob(options);
+    const int code = qvenc::RunJob(options);
+    if (code == qvenc::kExitUsage) std::fputs(qvenc::UsageText(), stderr);
+    return code;
 }
