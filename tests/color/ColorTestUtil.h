@@ -7,6 +7,7 @@
 
 #include <stdint.h>
 
+#include <ostream>
 #include <random>
 #include <vector>
 
@@ -17,6 +18,10 @@ constexpr uint8_t kSentinel = 0xA5;
 struct Bgr {
     uint8_t b, g, r;
 };
+inline bool operator==(Bgr a, Bgr b) { return a.b == b.b && a.g == b.g && a.r == b.r; }
+inline std::ostream& operator<<(std::ostream& os, Bgr c) {
+    return os << "(r" << int(c.r) << " g" << int(c.g) << " b" << int(c.b) << ")";
+}
 
 // A bitmap of W x H pixels; Px(x, y) addresses image row y whatever the row order.
 struct Dib {
