@@ -17,13 +17,17 @@ static_assert((-1 >> 1) == -1, "arithmetic right shift required");
 // without writing. A library must never stop its host, so no abort here.
 void ReportViolation(const char* function, const char* condition);
 
-// Checks a precondition; on failure reports it and yields false.
-#define QV_COLOR_REQUIRE(function, cond)                     \
-    do {                                                     \
-        if (!(cond)) {                                       \
-            ::qv::color::ReportViolation(function, #cond);   \
-            return;                                          \
-        }                                                    \
+// Checks a precondition; on failure reports it and returns from the caller.
+#define QV_COLOR_REQUIRE(function, cond) QV_COLOR_REQUIRE_TEXT(function, cond, #cond)
+
+// The same where the check is computed differently from its stated text (for
+// instance widened to 64 bits so that it cannot overflow).
+#define QV_COLOR_REQUIRE_TEXT(function, cond, text)        \
+    do {                                                   \
+        if (!(cond)) {                                     \
+            ::qv::color::ReportViolation(function, text);  \
+            return;                                        \
+        }                                                  \
     } while (0)
 
 inline uint8_t ClampByte(int value) {
