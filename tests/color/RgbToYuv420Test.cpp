@@ -42,26 +42,27 @@ const Fwd kFwd[] = {
 
 }  // namespace
 
-// 3 x 3 runs all three passes. Main block red; odd column red over blue, its
-// chroma the floored mean of the terms (-38 + 111, 111 - 19); odd row white
-// beside black, whose terms are both 0. Distinct rows pin the row order; the
-// corner of an odd-by-odd picture is covered by no pass and keeps the sentinel.
+// 3 x 3 runs all three passes. The main block's chroma is the floored mean of
+// four terms (one red among whites: -38 / 4, 111 / 4); the odd column's, red
+// over blue, of two (-38 + 111, 111 - 19); the odd row's, white beside black,
+// is neutral. Distinct rows pin the row order; the corner of an odd-by-odd
+// picture is covered by no pass and keeps the sentinel.
 TEST(RgbToYuv420, ColoursEdgePassesRowOrderAndTheUncoveredCorner) {
     for (const Fwd& f : kFwd) {
         SCOPED_TRACE(f.name);
         Dib src(3, 3, f.bits, f.bottomUp);
-        src.Fill(kRed, 77);
-        src.Set(2, 1, kBlue), src.Set(0, 2, kWhite), src.Set(1, 2, kBlack);
+        src.Fill(kWhite, 77);
+        src.Set(0, 0, kRed), src.Set(2, 0, kRed), src.Set(2, 1, kBlue), src.Set(1, 2, kBlack);
         Yuv dst(3, 3);
         f.run(src, dst);
         const int S = kSentinel;
-        const int luma[3][5] = {{81, 81, 81, 81, S}, {81, 81, 40, 40, S}, {235, 16, S, S, S}};
+        const int luma[3][5] = {{81, 235, 81, 81, S}, {235, 235, 40, 40, S}, {235, 16, S, S, S}};
         for (int row = 0; row < 3; ++row)
             for (int x = 0; x < 5; ++x) EXPECT_EQ(dst.Y(x, row), luma[row][x]) << x << "," << row;
         EXPECT_EQ((std::vector<int>{dst.U(0, 0), dst.U(1, 0), dst.U(0, 1), dst.U(1, 1)}),
-                  (std::vector<int>{90, 164, 128, S}));
+                  (std::vector<int>{118, 164, 128, S}));
         EXPECT_EQ((std::vector<int>{dst.V(0, 0), dst.V(1, 0), dst.V(0, 1), dst.V(1, 1)}),
-                  (std::vector<int>{239, 174, 128, S}));
+                  (std::vector<int>{155, 174, 128, S}));
     }
 }
 
