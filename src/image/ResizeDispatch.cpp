@@ -23,6 +23,19 @@ int Dispatch(const IMG_PARAM& src, IMG_PARAM& dst, IMAGE_INTERPOLATION method,
 
 }  // namespace
 
+QV_API int ImageResize(const IMG_PARAM& src, IMG_PARAM& dst, IMAGE_INTERPOLATION method) {
+    return Dispatch(src, dst, method, DIB_ResizeBiLiner, DIB_ResizeNear, DIB_ResizeConvolve);
+}
+
+// Alpha compositing has a single resizer; the interpolation is not read.
+QV_API int ImageAlphaResize(const IMG_PARAM& src, IMG_PARAM& dst, IMAGE_INTERPOLATION) {
+    return DIB_AlphaResizeBiLiner(src, dst);
+}
+
+QV_API int ImageStretchMask(const IMG_PARAM& src, IMG_PARAM& dst) {
+    return StretchMaskResizeBiLiner(src, dst);
+}
+
 QV_API int ImageResize8(const IMG_PARAM& src, IMG_PARAM& dst, IMAGE_INTERPOLATION method) {
     return Dispatch(src, dst, method, DIB_ResizeBiLiner8, DIB_ResizeNear8, nullptr);
 }

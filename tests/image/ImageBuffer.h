@@ -36,6 +36,26 @@ struct Image {
     }
 };
 
+// A bottom-up image of 4-byte pixels, w x h, rectangle (x, y, cx, cy) counted
+// from the picture's top.
+inline Image Packed(int w, int h, int x, int y, int cx, int cy, uint8_t fill = 0) {
+    Image img(4 * w, h, x, y, cx, cy, fill);
+    img.p.width = w;
+    img.p.bitCount = 32;
+    return img;
+}
+
+// Pixel (col, row) of a bottom-up 4-byte image, row counted from the top.
+inline uint8_t* Px(Image& img, int col, int row) { return &img.AtBottomUp(4 * col, row); }
+
+inline void SetPx(Image& img, int col, int row, uint8_t b0, uint8_t b1, uint8_t b2, uint8_t b3) {
+    uint8_t* p = Px(img, col, row);
+    p[0] = b0;
+    p[1] = b1;
+    p[2] = b2;
+    p[3] = b3;
+}
+
 // Deterministic pseudo-random bytes.
 inline void FillPattern(std::vector<uint8_t>& v, uint32_t seed) {
     for (auto& b : v) {
