@@ -1,5 +1,5 @@
-// Test buffers allocated exactly as large as their descriptor describes, so
-// the sanitizer build catches any read or write past them.
+// Test images allocated exactly as large as their descriptor describes, so
+// the sanitizer build catches any access past them.
 #ifndef QUEVARRA_TESTS_IMAGE_IMAGEBUFFER_H
 #define QUEVARRA_TESTS_IMAGE_IMAGEBUFFER_H
 
@@ -10,58 +10,40 @@
 
 namespace qvtest {
 
-struct Image {
-    std::vector<uint8_t> bytes;
-    IMG_PARAM p{};
+using Bytes = std::vector<uint8_t>;
+using Resizer = int (*)(const IMG_PARAM&, IMG_PARAM&);
 
-    // rows stored rows of `pitch` bytes, every byte `fill`; rectangle (x, y, cx, cy).
+struct Image {
+    Bytes bytes;
+    IMG_PARAM p{};
+    // `rows` stored rows of `pitch` bytes filled with `fill`; rectangle (x, y, cx, cy).
     Image(int pitch, int rows, int x, int y, int cx, int cy, uint8_t fill = 0)
-        : bytes(static_cast<size_t>(pitch) * rows, fill) {
-        p.pBits = bytes.data();
-        p.width = pitch;
-        p.height = rows;
-        p.pitch = pitch;
-        p.bitCount = 8;
-        p.x = x;
-        p.y = y;
-        p.cx = cx;
-        p.cy = cy;
-    }
-    uint8_t& At(int col, int row) { return bytes[static_cast<size_t>(row) * p.pitch + col]; }
-    // Picture row counted from the top of a bottom-up buffer.
-    uint8_t& AtBottomUp(int col, int row) { return At(col, p.height - 1 - row); }
-    std::vector<uint8_t> Row(int row, int from, int count) const {
-        auto first = bytes.begin() + static_cast<ptrdiff_t>(row) * p.pitch + from;
+        : bytes(size_t(pitch) * rows, fill), p{bytes.data(), pitch, rows, pitch, 8, x, y, cx, cy} {}
+    Image(const Image& o) : bytes(o.bytes), p(o.p) { p.pBits = bytes.data(); }
+    Image& operator=(const Image&) = delete;
+    uint8_t& At(int col, int row) { return bytes[size_t(row) * p.pitch + col]; }
+    Bytes Row(int row, int from, int count) const {
+        auto first = bytes.begin() + ptrdiff_t(row) * p.pitch + from;
         return {first, first + count};
     }
 };
 
-// A bottom-up image of 4-byte pixels, w x h, rectangle (x, y, cx, cy) counted
-// from the picture's top.
+// Bottom-up image of 4-byte pixels; rows are counted from the picture's top.
 inline Image Packed(int w, int h, int x, int y, int cx, int cy, uint8_t fill = 0) {
-    Image img(4 * w, h, x, y, cx, cy, fill);
-    img.p.width = w;
-    img.p.bitCount = 32;
-    return img;
+    return Image(4 * w, h, x, y, cx, cy, fill);
 }
-
-// Pixel (col, row) of a bottom-up 4-byte image, row counted from the top.
-inline uint8_t* Px(Image& img, int col, int row) { return &img.AtBottomUp(4 * col, row); }
-
-inline void SetPx(Image& img, int col, int row, uint8_t b0, uint8_t b1, uint8_t b2, uint8_t b3) {
-    uint8_t* p = Px(img, col, row);
-    p[0] = b0;
-    p[1] = b1;
-    p[2] = b2;
-    p[3] = b3;
+inline uint8_t* Px(Image& img, int col, int row) {
+    return &img.At(4 * col, img.p.height - 1 - row);
+}
+inline Bytes PxBytes(Image& img, int col, int row) { return {Px(img, col, row), Px(img, col, row) + 4}; }
+inline void SetPx(Image& img, int col, int row, Bytes v) {
+    std::copy(v.begin(), v.end(), Px(img, col, row));
 }
 
 // Deterministic pseudo-random bytes.
-inline void FillPattern(std::vector<uint8_t>& v, uint32_t seed) {
-    for (auto& b : v) {
-        seed = seed * 1103515245u + 12345u;
-        b = static_cast<uint8_t>(seed >> 16);
-    }
+inline void FillPattern(Bytes& v, uint32_t seed) {
+    for (auto& b : v)
+        b = uint8_t((seed = seed * 1103515245u + 12345u) >> 16);
 }
 
 }  // namespace qvtest

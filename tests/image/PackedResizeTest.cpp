@@ -1,181 +1,165 @@
-// Packed 4-byte and 8-bit resizers (nearest, bilinear) and the packed dispatcher.
+// Properties shared by every resizer, the packed 4-byte members and cubic convolution.
 #include <gtest/gtest.h>
 
 #include "image/ImageBuffer.h"
 
-using qvtest::FillPattern;
-using qvtest::Image;
-using qvtest::Packed;
-using qvtest::Px;
-using qvtest::SetPx;
-using Bytes = std::vector<uint8_t>;
+using namespace qvtest;
 
 namespace {
 
 constexpr uint8_t kSentinel = 0xA5;
 
-Bytes PixelBytes(Image& img, int col, int row) { return {Px(img, col, row), Px(img, col, row) + 4}; }
-
-TEST(PackedNearest, StepsColumnsAndPinsLastColumnAndRow) {
-    Image src = Packed(3, 1, 0, 0, 3, 1);
-    for (int c = 0; c < 3; ++c)
-        SetPx(src, c, 0, 10 * c, 10 * c + 1, 10 * c + 2, 10 * c + 3);
-    Image dst = Packed(5, 2, 0, 0, 5, 2, kSentinel);
-    ASSERT_EQ(DIB_ResizeNear(src.p, dst.p), 1);
-    const int cols[5] = {0, 0, 1, 1, 2};
-    for (int r = 0; r < 2; ++r)
-        for (int i = 0; i < 5; ++i)
-            EXPECT_EQ(PixelBytes(dst, i, r), PixelBytes(src, cols[i], 0)) << i << "," << r;
-
-    Image sq = Packed(2, 2, 0, 0, 2, 2);
-    FillPattern(sq.bytes, 5);
-    Image out = Packed(3, 3, 0, 0, 3, 3);
-    ASSERT_EQ(DIB_ResizeNear(sq.p, out.p), 1);
-    const int idx[3] = {0, 0, 1};
-    for (int r = 0; r < 3; ++r)
-        for (int c = 0; c < 3; ++c)
-            EXPECT_EQ(PixelBytes(out, c, r), PixelBytes(sq, idx[c], idx[r]));
-}
-
-TEST(PackedNearest, EightBitTablesRoundToNearestAndPinTheLast) {
-    Image src(4, 1, 0, 0, 4, 1);
-    src.bytes = {10, 20, 30, 40};
-    Image dst(3, 2, 0, 0, 3, 2, kSentinel);
-    ASSERT_EQ(DIB_ResizeNear8(src.p, dst.p), 1);
-    // colTable 0, 1, then the pinned 3.
-    EXPECT_EQ(dst.Row(0, 0, 3), (Bytes{10, 20, 40}));
-    EXPECT_EQ(dst.Row(1, 0, 3), (Bytes{10, 20, 40}));
-}
-
-TEST(PackedBiLinear, EightBitPinsLastColumnAndCopiesLastRowNearest) {
-    Image src(2, 1, 0, 0, 2, 1);
-    src.bytes = {0, 100};
-    Image dst(5, 2, 0, 0, 5, 2, kSentinel);
-    ASSERT_EQ(DIB_ResizeBiLiner8(src.p, dst.p), 1);
-    // Bottom-up: picture row 0 is stored last.
-    EXPECT_EQ(dst.Row(1, 0, 5), (Bytes{0, 25, 50, 75, 100}));
-    EXPECT_EQ(dst.Row(0, 0, 5), (Bytes{0, 0, 0, 0, 100}));
-}
-
-TEST(PackedBiLinear, AlphaByteComesFromUpperLeftNeighbourColourIsInterpolated) {
-    Image src = Packed(4, 3, 0, 0, 4, 3);
-    for (int r = 0; r < 3; ++r)
-        for (int c = 0; c < 4; ++c)
-            SetPx(src, c, r, 60 * c, 60 * r, 255, c % 2 ? 255 : 0);
-    Image dst = Packed(7, 5, 0, 0, 7, 5);
-    ASSERT_EQ(DIB_ResizeBiLiner(src.p, dst.p), 1);
-    bool interpolated = false;
-    for (int r = 0; r < 5; ++r)
-        for (int c = 0; c < 7; ++c) {
-            const uint8_t* p = Px(dst, c, r);
-            EXPECT_TRUE(p[3] == 0 || p[3] == 255) << c << "," << r;
-            EXPECT_EQ(p[2], 255);
-            interpolated |= p[0] % 60 != 0;
-        }
-    EXPECT_TRUE(interpolated);
-}
-
-using Resizer = int (*)(const IMG_PARAM&, IMG_PARAM&);
-
-struct PackedCase {
-    const char* name;
-    Resizer resize;
+struct Kind {
+    Resizer f;
     int bpp;
     bool bottomUp;
 };
+const Kind kCopying[] = {{DIB_ResizeNear, 4, true},     {DIB_ResizeNear8, 1, false},
+                         {DIB_ResizeBiLiner, 4, true},  {DIB_ResizeBiLiner8, 1, true},
+                         {DIB_ResizeConvolve, 4, true}, {DIB_ResizeNearY, 1, false},
+                         {DIB_ResizeBiLinerY, 1, false}};
 
-const PackedCase kPacked[] = {
-    {"Near", DIB_ResizeNear, 4, true},          {"Near8", DIB_ResizeNear8, 1, false},
-    {"BiLiner", DIB_ResizeBiLiner, 4, true},    {"BiLiner8", DIB_ResizeBiLiner8, 1, true},
-    {"Convolve", DIB_ResizeConvolve, 4, true},
-};
-
-TEST(PackedResize, IdentityCopiesRectangleAndLeavesTheRestOfTheBufferAlone) {
-    for (const auto& k : kPacked) {
-        for (int cx = 2; cx <= 7; ++cx) {
+TEST(AnyResizer, IdentityCopiesRectangleAndLeavesTheRestAlone) {
+    for (const Kind& k : kCopying)
+        for (int cx = 2; cx <= 7; ++cx)
             for (int cy = 2; cy <= 6; ++cy) {
                 Image src(k.bpp * (cx + 3), cy + 4, 2, 3, cx, cy);
                 FillPattern(src.bytes, cx * 13 + cy);
-                Image dst(k.bpp * (cx + 2), cy + 3, 1, 2, cx, cy, kSentinel);
-                ASSERT_EQ(k.resize(src.p, dst.p), 1) << k.name;
-                for (int r = 0; r < cy + 3; ++r) {
-                    // Picture rows are stored reversed in bottom-up buffers.
-                    const int stored = k.bottomUp ? cy + 2 - r : r;
-                    const bool rowIn = r >= 2 && r < 2 + cy;
-                    Bytes want(k.bpp * (cx + 2), kSentinel);
-                    if (rowIn) {
-                        const int srow = k.bottomUp ? (cy + 3) - (r - 2 + 3) : r - 2 + 3;
-                        const Bytes in = src.Row(srow, 2 * k.bpp, cx * k.bpp);
-                        std::copy(in.begin(), in.end(), want.begin() + k.bpp);
+                // The luma members fill the margins of covered rows: give them none.
+                const int left = k.bottomUp || k.f == DIB_ResizeNear8 ? 1 : 0;
+                Image dst(k.bpp * (cx + 2 * left), cy + 3, left, 2, cx, cy, kSentinel);
+                ASSERT_EQ(k.f(src.p, dst.p), 1);
+                for (int r = 0; r < cy + 3; ++r) {  // picture rows
+                    Bytes want(dst.p.pitch, kSentinel);
+                    if (r >= 2 && r < 2 + cy) {
+                        const Bytes in = src.Row(k.bottomUp ? cy + 2 - r : r + 1, 2 * k.bpp, cx * k.bpp);
+                        std::copy(in.begin(), in.end(), want.begin() + k.bpp * left);
                     }
-                    ASSERT_EQ(dst.Row(stored, 0, k.bpp * (cx + 2)), want)
-                        << k.name << " " << cx << "x" << cy << " row " << r;
+                    ASSERT_EQ(dst.Row(k.bottomUp ? cy + 2 - r : r, 0, dst.p.pitch), want)
+                        << k.bpp << "/" << k.bottomUp << " " << cx << "x" << cy << " row " << r;
                 }
             }
-        }
-    }
 }
 
-TEST(PackedResize, NothingOutsideTheSourceRectangleIsRead) {
-    // Same rectangle, different surroundings: the results must agree.
+TEST(AnyResizer, NothingOutsideTheSourceRectangleIsRead) {
     const int sizes[][2] = {{9, 7}, {3, 2}, {2, 2}, {5, 12}, {4, 3}};
-    for (const auto& k : kPacked) {
+    for (const Kind& k : kCopying)
         for (const auto& s : sizes) {
-            Image dark(k.bpp * 8, 7, 2, 1, 5, 4, 0), light(k.bpp * 8, 7, 2, 1, 5, 4, 255);
+            Image dark(k.bpp * 8, 7, 2, 1, 5, 4), light(dark), a(k.bpp * s[0], s[1], 0, 0, s[0], s[1]), b(a);
             FillPattern(dark.bytes, 77);
-            light.bytes = dark.bytes;
             for (int r = 0; r < 7; ++r)
                 for (int c = 0; c < k.bpp * 8; ++c) {
-                    const int pr = k.bottomUp ? 6 - r : r;  // picture row
-                    if (pr < 1 || pr >= 5 || c < 2 * k.bpp || c >= 7 * k.bpp)
-                        light.At(c, r) = 255 - dark.At(c, r);
+                    const int pr = k.bottomUp ? 6 - r : r;
+                    const bool in = pr >= 1 && pr < 5 && c >= 2 * k.bpp && c < 7 * k.bpp;
+                    light.At(c, r) = in ? dark.At(c, r) : 255 - dark.At(c, r);
                 }
-            Image a(k.bpp * s[0], s[1], 0, 0, s[0], s[1]), b(k.bpp * s[0], s[1], 0, 0, s[0], s[1]);
-            ASSERT_EQ(k.resize(dark.p, a.p), 1);
-            ASSERT_EQ(k.resize(light.p, b.p), 1);
-            EXPECT_EQ(a.bytes, b.bytes) << k.name << " -> " << s[0] << "x" << s[1];
+            ASSERT_EQ(k.f(dark.p, a.p), 1);
+            ASSERT_EQ(k.f(light.p, b.p), 1);
+            EXPECT_EQ(a.bytes, b.bytes) << k.bpp << " -> " << s[0] << "x" << s[1];
         }
+}
+
+TEST(AnyResizer, RefusesWithoutWritingWhatItCannotWalk) {
+    Image src(32, 8, 0, 0, 4, 4, 50);
+    for (Resizer f : {DIB_ResizeNear, DIB_ResizeNear8, DIB_ResizeNearY, DIB_ResizeNearUV,
+                      DIB_ResizeBiLiner, DIB_ResizeBiLiner8, DIB_ResizeBiLinerY, DIB_ResizeBiLinerUV,
+                      DIB_ResizeBiLinerY_Simulate, DIB_ResizeConvolve, DIB_AlphaResizeBiLiner,
+                      StretchMaskResizeNear, StretchMaskResizeBiLiner})
+        for (int v = 0; v < 10; ++v) {
+            Image dst(32, 8, 0, 0, 4, 4, kSentinel);
+            IMG_PARAM s = src.p, d = dst.p;
+            switch (v) {
+            case 0: d.cx = 1; break;
+            case 1: d.cy = 1; break;
+            case 2: d.cy = -4; break;
+            case 3: d.x = -1; break;
+            case 4: d.pitch = -32; break;
+            case 5: d.pBits = nullptr; break;
+            case 6: s.pBits = nullptr; break;
+            case 7: s.cx = 0; break;
+            case 8: s.y = -2; break;
+            case 9: s.cx = 1 << 19; break;  // cx << 12 would overflow
+            }
+            EXPECT_EQ(f(s, d), 0) << v;
+            EXPECT_EQ(dst.bytes, Bytes(256, kSentinel)) << v;
+        }
+    // Bottom-up rectangles must lie within `height` rows.
+    for (Resizer f : {DIB_ResizeNear, DIB_ResizeBiLiner8, DIB_ResizeConvolve, StretchMaskResizeNear}) {
+        Image dst(32, 8, 0, 5, 4, 4, kSentinel);
+        EXPECT_EQ(f(src.p, dst.p), 0);
+        EXPECT_EQ(dst.bytes, Bytes(256, kSentinel));
     }
 }
 
-TEST(PackedResize, RefusesWithoutWritingBelowTwoPixelsOrOutsideBottomUpBuffer) {
-    Image src = Packed(4, 4, 0, 0, 4, 4, 7);
-    for (const auto& k : kPacked) {
-        // Top-down buffers carry no height that the resizers read.
-        for (int variant = 0; variant < (k.bottomUp ? 4 : 2); ++variant) {
-            Image dst = Packed(4, 4, 0, 0, 4, 4, kSentinel);
-            IMG_PARAM s = src.p;
-            IMG_PARAM& d = dst.p;
-            if (variant == 0)
-                d.cy = 1;
-            if (variant == 1)
-                d.cx = 1;
-            if (variant == 2)
-                d.y = 1;  // rows 1..4 of a 4-row buffer
-            if (variant == 3)
-                s.height = 3;
-            EXPECT_EQ(k.resize(s, d), 0) << k.name << " variant " << variant;
-            EXPECT_EQ(dst.bytes, Bytes(64, kSentinel)) << k.name << " variant " << variant;
-        }
-    }
+TEST(PackedResize, NearestStepsAndPinsLastColumnAndRow) {
+    Image src = Packed(3, 2, 0, 0, 3, 2), dst = Packed(5, 3, 0, 0, 5, 3, kSentinel);
+    FillPattern(src.bytes, 3);
+    ASSERT_EQ(DIB_ResizeNear(src.p, dst.p), 1);
+    const int cols[5] = {0, 0, 1, 1, 2}, rows[3] = {0, 0, 1};  // both steps 2048
+    for (int r = 0; r < 3; ++r)
+        for (int i = 0; i < 5; ++i)
+            EXPECT_EQ(PxBytes(dst, i, r), PxBytes(src, cols[i], rows[r])) << i << "," << r;
 }
 
-TEST(PackedDispatch, SelectsNearestBilinearOrConvolution) {
-    Image src = Packed(5, 4, 0, 0, 5, 4);
-    FillPattern(src.bytes, 11);
-    const Resizer want[] = {DIB_ResizeBiLiner, DIB_ResizeNear, DIB_ResizeBiLiner,
-                            DIB_ResizeConvolve};
-    for (int m = 0; m < 4; ++m) {
-        Image got = Packed(8, 7, 0, 0, 8, 7), ref = Packed(8, 7, 0, 0, 8, 7);
-        ASSERT_EQ(ImageResize(src.p, got.p, static_cast<IMAGE_INTERPOLATION>(m)), 1);
-        want[m](src.p, ref.p);
-        EXPECT_EQ(got.bytes, ref.bytes) << m;
+TEST(PackedResize, BiLinearTakesAlphaFromUpperLeftAndInterpolatesColour) {
+    Image src = Packed(4, 3, 0, 0, 4, 3), dst = Packed(7, 5, 0, 0, 7, 5);
+    for (int r = 0; r < 3; ++r)
+        for (int c = 0; c < 4; ++c)
+            SetPx(src, c, r, {uint8_t(60 * c), uint8_t(60 * r), 255, uint8_t(c % 2 ? 255 : 0)});
+    ASSERT_EQ(DIB_ResizeBiLiner(src.p, dst.p), 1);
+    EXPECT_EQ(PxBytes(dst, 1, 1), (Bytes{30, 30, 255, 0}));  // at (0.5, 0.5): alpha of (0, 0)
+    EXPECT_EQ(PxBytes(dst, 2, 1), (Bytes{60, 30, 255, 255}));
+    EXPECT_EQ(PxBytes(dst, 6, 1), (Bytes{180, 0, 255, 255}));  // last column: (3, 0) whole
+}
+
+// Grey 0, 0, 90, 90, ... along one direction: the first destination pixel
+// (fraction 0, taps 0, 0, 1, 2) is (0 + 0 + 90 / 3) / 2 = 15 if the inner taps
+// are smoothed, else 0.
+int FirstConvolved(bool horizontal, int srcLen, int dstLen) {
+    Image src = horizontal ? Packed(srcLen, 1, 0, 0, srcLen, 1) : Packed(1, srcLen, 0, 0, 1, srcLen);
+    Image dst = horizontal ? Packed(dstLen, 2, 0, 0, dstLen, 2) : Packed(2, dstLen, 0, 0, 2, dstLen);
+    for (int i = 2; i < srcLen; ++i)
+        SetPx(src, horizontal ? i : 0, horizontal ? 0 : i, {90, 90, 90, 0});
+    EXPECT_EQ(DIB_ResizeConvolve(src.p, dst.p), 1);
+    return Px(dst, 0, 0)[1];
+}
+
+TEST(ConvolveResize, SmoothsInnerTapsOnlyAtFactorTwoOrHalf) {
+    for (bool h : {true, false}) {
+        EXPECT_EQ(FirstConvolved(h, 3, 5), 15);  // step 2048
+        EXPECT_EQ(FirstConvolved(h, 3, 4), 0);   // step 2730
+        EXPECT_EQ(FirstConvolved(h, 5, 3), 15);  // step 8192
     }
-    for (int m : {4, -1}) {
-        Image dst = Packed(8, 7, 0, 0, 8, 7, kSentinel);
-        EXPECT_EQ(ImageResize(src.p, dst.p, static_cast<IMAGE_INTERPOLATION>(m)), 0);
-        EXPECT_EQ(dst.bytes, Bytes(dst.bytes.size(), kSentinel));
-    }
+    EXPECT_EQ(FirstConvolved(true, 8192, 4097), 0);  // step 8191
+}
+
+TEST(ConvolveResize, EdgeTapsAndClamping) {
+    // Column 0, 0, 0, 200 onto 5 rows (step 3072). Row 3: r = 2, g = 0.25, tap rows
+    // 1, 2, 3 and 2 again: 200 * W(0.75) = 59.375 -> 59 (50 with row 3 as lowest tap).
+    // Row 2: r = 1, g = 0.5: 200 * W(1.5) = -25, clamped to 0.
+    Image src = Packed(1, 4, 0, 0, 1, 4), dst = Packed(2, 5, 0, 0, 2, 5);
+    SetPx(src, 0, 3, {200, 200, 200, 0});
+    ASSERT_EQ(DIB_ResizeConvolve(src.p, dst.p), 1);
+    EXPECT_EQ(PxBytes(dst, 1, 3), (Bytes{59, 59, 59, 0}));
+    EXPECT_EQ(Px(dst, 0, 2)[0], 0);
+    // A hard edge 0, 0, 255, 255 overshoots above 255 at column 4: it must not wrap.
+    Image edge = Packed(4, 1, 0, 0, 4, 1), out = Packed(6, 2, 0, 0, 6, 2);
+    SetPx(edge, 2, 0, {255, 255, 255, 0});
+    SetPx(edge, 3, 0, {255, 255, 255, 0});
+    ASSERT_EQ(DIB_ResizeConvolve(edge.p, out.p), 1);
+    for (int c = 1; c < 6; ++c)
+        EXPECT_GE(Px(out, c, 0)[0], Px(out, c - 1, 0)[0]) << c;
+    EXPECT_EQ(Px(out, 4, 0)[0], 255);
+}
+
+TEST(ConvolveResize, UniformStaysUniformAtAnyScale) {
+    const int sizes[][2] = {{2, 2}, {3, 5}, {7, 3}, {11, 9}, {20, 2}};
+    for (const auto& s : sizes)
+        for (const auto& d : sizes) {
+            Image src = Packed(s[0], s[1], 0, 0, s[0], s[1], 77), dst = Packed(d[0], d[1], 0, 0, d[0], d[1]);
+            ASSERT_EQ(DIB_ResizeConvolve(src.p, dst.p), 1);
+            ASSERT_EQ(dst.bytes, Bytes(dst.bytes.size(), 77));
+        }
 }
 
 }  // namespace
