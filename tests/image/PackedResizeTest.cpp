@@ -91,14 +91,25 @@ TEST(AnyResizer, RefusesWithoutWritingWhatItCannotWalk) {
     }
 }
 
-TEST(PackedResize, NearestStepsAndPinsLastColumnAndRow) {
-    Image src = Packed(3, 2, 0, 0, 3, 2), dst = Packed(5, 3, 0, 0, 5, 3, kSentinel);
-    FillPattern(src.bytes, 3);
-    ASSERT_EQ(DIB_ResizeNear(src.p, dst.p), 1);
-    const int cols[5] = {0, 0, 1, 1, 2}, rows[3] = {0, 0, 1};  // both steps 2048
-    for (int r = 0; r < 3; ++r)
-        for (int i = 0; i < 5; ++i)
-            EXPECT_EQ(PxBytes(dst, i, r), PxBytes(src, cols[i], rows[r])) << i << "," << r;
+TEST(AnyResizer, LastColumnIsPinnedOnlyWhereStated) {
+    // Columns 0, 0, 200 onto 4 columns (step 2730): the last one sits at 1 + 4094 / 4096.
+    const struct {
+        Resizer f;
+        int bpp;
+        bool bottomUp;
+        int firstRow, lastRow;
+    } cases[] = {{DIB_ResizeNear, 4, true, 200, 200},   {DIB_ResizeNear8, 1, false, 200, 200},
+                 {DIB_ResizeBiLiner, 4, true, 200, 200}, {DIB_ResizeBiLiner8, 1, true, 200, 200},
+                 {DIB_ResizeNearY, 1, false, 0, 0},      {DIB_ResizeBiLinerY, 1, false, 199, 0},
+                 {DIB_ResizeBiLinerY_Simulate, 1, false, 100, 0}};
+    for (const auto& k : cases) {
+        Image src(3 * k.bpp, 3, 0, 0, 3, 3), dst(4 * k.bpp, 4, 0, 0, 4, 4);
+        for (int r = 0; r < 3; ++r)
+            std::fill_n(&src.At(2 * k.bpp, r), k.bpp, 200);
+        ASSERT_EQ(k.f(src.p, dst.p), 1);
+        EXPECT_EQ(dst.At(3 * k.bpp, k.bottomUp ? 3 : 0), k.firstRow) << k.bpp << k.bottomUp;
+        EXPECT_EQ(dst.At(3 * k.bpp, k.bottomUp ? 0 : 3), k.lastRow) << k.bpp << k.bottomUp;
+    }
 }
 
 TEST(PackedResize, BiLinearTakesAlphaFromUpperLeftAndInterpolatesColour) {
