@@ -6,7 +6,7 @@ namespace {
 // src.cx << 12 must stay a signed 32-bit value.
 constexpr int kMaxSide = (INT32_MAX >> kShift);
 
-bool AcceptPlane(const IMG_PARAM& p, int minSide, PlaneSpec spec) {
+bool AcceptPlane(const IMG_PARAM& p, int minSide, PlaneFormat format) {
     if (!p.pBits || p.cx < minSide || p.cy < minSide || p.cx > kMaxSide || p.cy > kMaxSide)
         return false;
     if (p.x < 0 || p.y < 0)
@@ -15,21 +15,21 @@ bool AcceptPlane(const IMG_PARAM& p, int minSide, PlaneSpec spec) {
     // pitch (negative pitches included) would overlap the next row.
     const int64_t right = static_cast<int64_t>(p.x) + p.cx;
     const int64_t rowBytes =
-        spec.layout == Layout::Chroma ? (right - 1) / 2 + 1 : right * spec.bytesPerPixel;
+        format.layout == Layout::Chroma ? (right - 1) / 2 + 1 : right * format.bytesPerPixel;
     if (rowBytes > p.pitch)
         return false;
     // Bottom-up rows are addressed from `height`; a rectangle reaching below
     // it would be addressed before the buffer's first byte.
-    if (spec.layout == Layout::BottomUp && static_cast<int64_t>(p.y) + p.cy > p.height)
+    if (format.layout == Layout::BottomUp && static_cast<int64_t>(p.y) + p.cy > p.height)
         return false;
     return true;
 }
 
 }  // namespace
 
-bool AcceptRects(const IMG_PARAM& src, PlaneSpec srcSpec, const IMG_PARAM& dst,
-                 PlaneSpec dstSpec) {
-    return AcceptPlane(src, 1, srcSpec) && AcceptPlane(dst, 2, dstSpec);
+bool AcceptRects(const IMG_PARAM& src, PlaneFormat srcFormat, const IMG_PARAM& dst,
+                 PlaneFormat dstFormat) {
+    return AcceptPlane(src, 1, srcFormat) && AcceptPlane(dst, 2, dstFormat);
 }
 
 void NearRow8(const uint8_t* in, uint8_t* out, int count, int64_t step) {

@@ -22,7 +22,7 @@ enum class Layout {
     Chroma,    // top-down half-resolution plane addressed with luma coordinates
 };
 
-struct PlaneSpec {
+struct PlaneFormat {
     Layout layout;
     int bytesPerPixel;
 };
@@ -31,9 +31,10 @@ struct PlaneSpec {
 // rectangle at least 1x1, destination at least 2x2, the Q12 products
 // representable, rectangles starting inside the buffers, each rectangle row
 // inside one pitch, and bottom-up rectangles inside `height` rows.
-// Every resizer refuses (returns 0, writes nothing) otherwise.
-bool AcceptRects(const IMG_PARAM& src, PlaneSpec srcSpec, const IMG_PARAM& dst,
-                 PlaneSpec dstSpec);
+// Every resizer refuses (returns 0, writes nothing) otherwise. Top-down
+// buffers are not checked against `height`: hosts need not fill it for them.
+bool AcceptRects(const IMG_PARAM& src, PlaneFormat srcFormat, const IMG_PARAM& dst,
+                 PlaneFormat dstFormat);
 
 // Distance between neighbouring destination pixels in source pixels, Q12.
 // Callers have passed AcceptRects, so the shift cannot overflow.
