@@ -32,7 +32,8 @@ TEST_F(Create, FrameRateIsCorrectedBeforeThePluginsSeeIt) {
         MediaFile mf;
         ASSERT_EQ(mf.Create(L"out", &p, c.withInfo ? &vi : nullptr, nullptr), 1);
         ASSERT_FALSE(S().created.empty());
-        EXPECT_EQ(S().created[0].video.dFrameRate, c.seen) << c.encoder << " " << c.input;
+        const double seen = S().created[0].video.dFrameRate;  // packed: copy before binding
+        EXPECT_EQ(seen, c.seen) << c.encoder << " " << c.input;
         EXPECT_EQ(std::memcmp(&p, &host, sizeof p), 0);  // the host's record is untouched
     }
 }
