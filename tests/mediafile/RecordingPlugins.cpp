@@ -1,64 +1,52 @@
-#include "RecordingPlugins.h"
+// Encoder and muxer records living in the test executable, registered straight
+// into the pipeline's registries: encoders pass frames through, the muxer
+// copies everything it receives.
+#include "mediafile/RecordingPlugins.h"
 
 #include <cstring>
 
 #include "common/TestSupport.h"
 
 namespace rec {
-
 namespace {
 
-State g_state;
+State g;
 ENCODER_MODE g_videoModes[] = {{kVideo, 0}, {0, 0}};
 ENCODER_MODE g_audioModes[] = {{kAudio, 0}, {0, 0}};
 
-void* EncCreate(uint32_t, EncodeParam* param) {
-    g_state.created.push_back(*param);
-    return &g_state;
-}
+void* EncCreate(uint32_t, EncodeParam* p) { return g.created.push_back(*p), &g; }
 int EncPass(void*, const MEDIA_FRAME* in, void** out, uint32_t*) {
     *out = const_cast<MEDIA_FRAME*>(in);
     return 1;
 }
 void EncClose(void*) {}
 int ReviseVideo(EncodeParam* p) {
-    if (g_state.reviseWidth) p->video.nWidth = g_state.reviseWidth;
-    if (g_state.reviseHeight) p->video.nHeight = g_state.reviseHeight;
+    if (g.reviseWidth) p->video.nWidth = g.reviseWidth;
     return 1;
 }
-int ReviseAudio(EncodeAudioParam* a) {
-    if (g_state.reviseSampleRate) a->nSampleRate = g_state.reviseSampleRate;
-    return 1;
-}
-
-void* MuxCreate(const wchar_t*, EncodeParam* param) {
-    g_state.fileParam = *param;
-    return &g_state;
+void* MuxCreate(const wchar_t*, EncodeParam*) { return &g; }
+void Rows(std::vector<uint8_t>& to, const uint8_t* p, int pitch, int w, int h) {
+    for (int r = 0; r < h; ++r) to.insert(to.end(), p + r * pitch, p + r * pitch + w);
 }
 uint32_t MuxAudio(void*, const void* data, uint32_t) {
     const MEDIA_FRAME* f = static_cast<const MEDIA_FRAME*>(data);
-    Written w{*f, {}, {}, {}, {}};
-    const uint8_t* p = reinterpret_cast<const uint8_t*>(f->pData);
-    w.data.assign(p, p + f->nDataSize);
-    g_state.audio.push_back(w);
-    return g_state.writeResult;
-}
-void CopyPlane(std::vector<uint8_t>& to, const uint8_t* p, int pitch, int w, int h) {
-    for (int r = 0; r < h; ++r) to.insert(to.end(), p + r * pitch, p + r * pitch + w);
+    g.audio.push_back({*f, {}, {}, {}});
+    Rows(g.audio.back().data, reinterpret_cast<const uint8_t*>(f->pData), 0, f->nDataSize, 1);
+    return g.writeResult;
 }
 uint32_t MuxVideo(void*, const void* data) {
     const MEDIA_FRAME* f = static_cast<const MEDIA_FRAME*>(data);
-    Written w{*f, {}, {}, {}, {}};
-    CopyPlane(w.y, f->pPlane[0], f->nPitch[0], f->nWidth, f->nHeight);
-    CopyPlane(w.u, f->pPlane[1], f->nPitch[1], (f->nWidth + 1) / 2, (f->nHeight + 1) / 2);
-    CopyPlane(w.v, f->pPlane[2], f->nPitch[2], (f->nWidth + 1) / 2, (f->nHeight + 1) / 2);
-    g_state.video.push_back(w);
-    return g_state.writeResult;
+    g.video.push_back({*f, {}, {}, {}});
+    const int cw = (f->nWidth + 1) / 2, ch = (f->nHeight + 1) / 2;
+    Rows(g.video.back().data, f->pPlane[0], f->nPitch[0], f->nWidth, f->nHeight);
+    Rows(g.video.back().u, f->pPlane[1], f->nPitch[1], cw, ch);
+    Rows(g.video.back().v, f->pPlane[2], f->nPitch[2], cw, ch);
+    return g.writeResult;
 }
 int MuxClose(void*, QVPROGRESS_CALLBACK callback, void* user) {
-    ++g_state.closes;
-    g_state.callback = callback;
-    g_state.user = user;
+    ++g.closes;
+    g.callback = callback;
+    g.user = user;
     return 1;
 }
 
@@ -71,11 +59,10 @@ ENCODER_ITEM Encoder(uint32_t code, int type) {
     e.pfnEncode = EncPass;
     e.pfnClose = EncClose;
     e.pfnReviseVideoParam = type == 1 ? ReviseVideo : nullptr;
-    e.pfnReviseAudioParam = type == 0 ? ReviseAudio : nullptr;
     return e;
 }
 
-FILEFORMAT_ITEM Muxer(uint32_t code, bool video) {
+FILEFORMAT_ITEM Muxer(uint32_t code, bool video, uint32_t flags) {
     FILEFORMAT_ITEM m;
     std::memset(&m, 0, sizeof m);
     m.dwFourCC = code;
@@ -85,19 +72,20 @@ FILEFORMAT_ITEM Muxer(uint32_t code, bool video) {
     m.pfnWriteAudio = MuxAudio;
     m.pfnWriteVideo = MuxVideo;
     m.pfnCloseFile = MuxClose;
+    m.dwFlags = flags;
     return m;
 }
 
 }  // namespace
 
-State& S() { return g_state; }
+State& S() { return g; }
 
 void PluginTest::SetUp() {
-    g_state = State();
+    g = State();
     CAudioConverter::s_dSpare = 0.0;
     PluginMgr::m_arEncoder = {Encoder(kVideo, 1), Encoder(kAudio, 0)};
-    PluginMgr::m_arFileFormat = {Muxer(kMux, true), Muxer(kAudioOnly, false),
-                                 Muxer(QV_FOURCC_COPY, true)};
+    PluginMgr::m_arFileFormat = {Muxer(kMux, true, 0), Muxer(kStampMux, true, 1),
+                                 Muxer(kAudioOnly, false, 0), Muxer(QV_FOURCC_COPY, true, 0)};
     qvtest::TakeLog();
 }
 
@@ -107,16 +95,16 @@ void PluginTest::TearDown() {
     CAudioConverter::s_dSpare = 0.0;
 }
 
-void PluginTest::UseTimestampMode(bool on) {
-    for (FILEFORMAT_ITEM& m : PluginMgr::m_arFileFormat) m.dwFlags = on ? 1 : 0;
-}
-
-EncodeParam Params(uint32_t container) {
+EncodeParam Params(uint32_t container, int outW, int outH, double rate, int method) {
     EncodeParam p;
     QVDefaultEncodeParam(&p);
     p.video.dwFourCC = kVideo;
     p.audio.dwFourCC = kAudio;
     p.dwFileFormat = container;
+    p.video.nWidth = outW;
+    p.video.nHeight = outH;
+    p.video.dFrameRate = rate;
+    p.video.nResizeMethod = method;
     return p;
 }
 
@@ -139,6 +127,17 @@ xAudioInfo AudioInfo(int rate, int channels, int bits) {
     a.bitspersample = bits;
     a.bytespersec = rate * channels * bits / 8;
     return a;
+}
+
+MEDIA_FRAME Block(std::vector<int16_t>& samples, int64_t streamTime, int64_t timeStamp) {
+    MEDIA_FRAME f;
+    std::memset(&f, 0, sizeof f);
+    f.pData = samples.data();
+    f.nDataSize = static_cast<int32_t>(samples.size() * 2);
+    f.llStreamTime = streamTime;
+    f.llTimeStamp = timeStamp;
+    f.nDuration = 1234;
+    return f;
 }
 
 }  // namespace rec
