@@ -1,14 +1,131 @@
+// The media file through recording plugins: encoder and muxer records living
+// in this executable, registered straight into the pipeline's registries.
+// Encoders pass frames through; the muxer copies everything it receives.
+#include <gtest/gtest.h>
+
+#include <quevarra/qv_mediafile.h>
+
 #include <cstring>
+#include <vector>
 
 #include "common/TestSupport.h"
-#include "mediafile/RecordingPlugins.h"
-
-using namespace rec;
 
 namespace {
 
-class MediaFileTest : public PluginTest {
+constexpr uint32_t kVideo = QV_FOURCC('T', 'V', 'I', 'D'), kAudio = QV_FOURCC('T', 'A', 'U', 'D');
+constexpr uint32_t kMux = QV_FOURCC('T', 'M', 'U', 'X');        // frame-count pacing
+constexpr uint32_t kStampMux = QV_FOURCC('T', 'S', 'T', 'P');   // time-stamp pacing
+constexpr uint32_t kAudioOnly = QV_FOURCC('T', 'W', 'A', 'V');  // no video list
+
+struct Written {
+    MEDIA_FRAME frame;
+    std::vector<uint8_t> data, u, v;  // audio bytes, or the Y, U, V planes row-packed
+};
+struct State {
+    std::vector<Written> audio, video;
+    std::vector<EncodeParam> created;  // what each encoder instance was created with
+    int closes = 0;
+    QVPROGRESS_CALLBACK callback = nullptr;
+    void* user = nullptr;
+    unsigned writeResult = 1;  // returned by every muxer write
+    int reviseWidth = 0;       // non-zero: the video encoder revises the width
+} g;
+ENCODER_MODE g_videoModes[] = {{kVideo, 0}, {0, 0}}, g_audioModes[] = {{kAudio, 0}, {0, 0}};
+
+void Rows(std::vector<uint8_t>& to, const uint8_t* p, int pitch, int w, int h) {
+    for (int r = 0; r < h; ++r) to.insert(to.end(), p + r * pitch, p + r * pitch + w);
+}
+uint32_t MuxAudio(void*, const void* data, uint32_t) {
+    auto f = static_cast<const MEDIA_FRAME*>(data);
+    g.audio.push_back({*f, {}, {}, {}});
+    Rows(g.audio.back().data, reinterpret_cast<const uint8_t*>(f->pData), 0, f->nDataSize, 1);
+    return g.writeResult;
+}
+uint32_t MuxVideo(void*, const void* data) {
+    auto f = static_cast<const MEDIA_FRAME*>(data);
+    g.video.push_back({*f, {}, {}, {}});
+    const int cw = (f->nWidth + 1) / 2, ch = (f->nHeight + 1) / 2;
+    Rows(g.video.back().data, f->pPlane[0], f->nPitch[0], f->nWidth, f->nHeight);
+    Rows(g.video.back().u, f->pPlane[1], f->nPitch[1], cw, ch);
+    Rows(g.video.back().v, f->pPlane[2], f->nPitch[2], cw, ch);
+    return g.writeResult;
+}
+
+ENCODER_ITEM Encoder(uint32_t code, int type) {
+    ENCODER_ITEM e;
+    std::memset(&e, 0, sizeof e);
+    e.dwFourCC = code, e.nType = type;
+    e.pfnCreate = [](uint32_t, EncodeParam* p) -> void* { return g.created.push_back(*p), &g; };
+    e.pfnEncode = [](void*, const MEDIA_FRAME* in, void** out, uint32_t*) {
+        *out = const_cast<MEDIA_FRAME*>(in);  // pass-through
+        return 1;
+    };
+    e.pfnClose = [](void*) {};
+    e.pfnReviseVideoParam = [](EncodeParam* p) {
+        if (g.reviseWidth) p->video.nWidth = g.reviseWidth;
+        return 1;
+    };
+    return e;
+}
+FILEFORMAT_ITEM Muxer(uint32_t code, bool video, uint32_t flags) {
+    FILEFORMAT_ITEM m;
+    std::memset(&m, 0, sizeof m);
+    m.dwFourCC = code, m.dwFlags = flags;
+    m.pAudioModes = g_audioModes;
+    m.pVideoModes = video ? g_videoModes : nullptr;
+    m.pfnCreateFile = [](const wchar_t*, EncodeParam*) -> void* { return &g; };
+    m.pfnWriteAudio = MuxAudio;
+    m.pfnWriteVideo = MuxVideo;
+    m.pfnCloseFile = [](void*, QVPROGRESS_CALLBACK callback, void* user) {
+        return ++g.closes, g.callback = callback, g.user = user, 1;
+    };
+    return m;
+}
+
+EncodeParam Params(uint32_t container = kMux, int outW = 320, int outH = 240, double rate = 25.0,
+                   int method = 1) {
+    EncodeParam p;
+    QVDefaultEncodeParam(&p);
+    p.video.dwFourCC = kVideo, p.audio.dwFourCC = kAudio, p.dwFileFormat = container;
+    p.video.nWidth = outW, p.video.nHeight = outH, p.video.nResizeMethod = method;
+    p.video.dFrameRate = rate;
+    return p;
+}
+xVideoInfo VideoInfo(int w, int h, double fps, int ax = 0, int ay = 0) {
+    xVideoInfo v;
+    std::memset(&v, 0, sizeof v);
+    v.width = w, v.height = h, v.fps = fps, v.aspectx = ax, v.aspecty = ay;
+    return v;
+}
+xAudioInfo AudioInfo(int rate, int channels, int bits = 16) {
+    xAudioInfo a;
+    std::memset(&a, 0, sizeof a);
+    a.samplerate = rate, a.channels = channels, a.bitspersample = bits;
+    a.bytespersec = rate * channels * bits / 8;
+    return a;
+}
+MEDIA_FRAME Block(std::vector<int16_t>& samples, int64_t streamTime, int64_t timeStamp = -5) {
+    MEDIA_FRAME f;
+    std::memset(&f, 0, sizeof f);
+    f.pData = samples.data(), f.nDataSize = static_cast<int32_t>(samples.size() * 2);
+    f.llStreamTime = streamTime, f.llTimeStamp = timeStamp, f.nDuration = 1234;
+    return f;
+}
+
+class MediaFileTest : public ::testing::Test {
 protected:
+    void SetUp() override {
+        g = State();
+        CAudioConverter::s_dSpare = 0.0;
+        PluginMgr::m_arEncoder = {Encoder(kVideo, 1), Encoder(kAudio, 0)};
+        PluginMgr::m_arFileFormat = {Muxer(kMux, true, 0), Muxer(kStampMux, true, 1),
+                                     Muxer(kAudioOnly, false, 0), Muxer(QV_FOURCC_COPY, true, 0)};
+        qvtest::TakeLog();
+    }
+    void TearDown() override {
+        PluginMgr::m_arEncoder.clear();
+        PluginMgr::m_arFileFormat.clear();
+    }
     MediaFile mf;
 };
 using Create = MediaFileTest;
@@ -51,12 +168,12 @@ TEST_F(Create, PluginsSeeTheCorrectedCopyNeverTheHostsRecord) {
     const double cases[][4] = {{0.0, 1, 25.0, 25.0}, {0.0, 1, 240.0, 30.0}, {0.0, 0, 0, 0.0},
                                {250.0, 1, 25.0, 30.0}, {-0.002, 1, 25.0, -0.002}};
     for (const auto& c : cases) {
-        S().created.clear();
+        g.created.clear();
         EncodeParam p = Params(kMux, 320, 240, c[0]), host = p;
         xVideoInfo vi = VideoInfo(320, 240, c[2]);
         MediaFile file;
         ASSERT_EQ(file.Create(L"out", &p, c[1] ? &vi : nullptr, nullptr), 1);
-        const double seen = S().created.at(0).video.dFrameRate;  // packed: read by value
+        const double seen = g.created.at(0).video.dFrameRate;  // packed: read by value
         EXPECT_EQ(seen, c[3]) << c[0] << " " << c[2];
         EXPECT_EQ(std::memcmp(&p, &host, sizeof p), 0);
     }
@@ -79,9 +196,9 @@ TEST_F(Create, AudioChecksAndConverterChoice) {
         xAudioInfo ai = AudioInfo(c.inRate, c.inCh, c.inBits);
         MediaFile file;
         const bool ok = c.message && !*c.message;
-        const int closes = S().closes;
+        const int closes = g.closes;
         EXPECT_EQ(file.Create(L"out", &p, nullptr, &ai), ok ? 1 : 0) << c.outCh << " " << c.inCh;
-        EXPECT_EQ(S().closes - closes, ok ? 0 : 1);  // a refused file is finished by the muxer
+        EXPECT_EQ(g.closes - closes, ok ? 0 : 1);  // a refused file is finished by the muxer
         auto failures = Tagged(L"PFile::Create");
         ASSERT_EQ(failures.size(), ok ? 0u : 1u);
         if (c.message && !ok) {
@@ -92,35 +209,23 @@ TEST_F(Create, AudioChecksAndConverterChoice) {
     }
 }
 
-TEST_F(Create, PictureFitting) {
-    const struct { xVideoInfo in; int outW, outH, method; bool buffer; tagRECT src, dst; } cases[] = {
-        {VideoInfo(320, 240, 25), 320, 240, 0, false, {}, {}},
-        {VideoInfo(320, 240, 25), 320, 240, 1, false, {0, 0, 320, 240}, {0, 0, 320, 240}},
-        {VideoInfo(720, 576, 25, 16, 9), 720, 576, 1, true, {0, 0, 720, 576}, {0, 85, 720, 491}},
-        {VideoInfo(720, 576, 25, 16, 9), 640, 480, 5, true, {90, 0, 630, 576}, {0, 0, 640, 480}},
-    };
+// Letterbox and crop rectangles show in the resized frames (VideoPath below).
+TEST_F(Create, ResizeBufferOnlyWhenRectanglesDifferAndUsable) {
+    const struct { int inW, inH, method; bool ok, buffer; } cases[] = {
+        {320, 240, 0, true, false}, {320, 240, 1, true, false}, {640, 480, 1, true, true},
+        {4000, 2, 1, false, false}};  // a fitted sliver under two rows cannot be resized
     for (const auto& c : cases) {
-        EncodeParam p = Params(kMux, c.outW, c.outH, 25.0, c.method);
+        EncodeParam p = Params(kMux, 320, 240, 25.0, c.method);
+        xVideoInfo vi = VideoInfo(c.inW, c.inH, 25);
         MediaFile file;
-        ASSERT_EQ(file.Create(L"out", &p, &c.in, nullptr), 1);
-        EXPECT_EQ(file.m_pResizeBuffer != nullptr, c.buffer) << c.in.width << " " << c.method;
-        const IMG_PARAM* d[] = {&file.m_SrcY, &file.m_DstY, &file.m_SrcUV, &file.m_DstUV};
-        const tagRECT* r[] = {&c.src, &c.dst, &c.src, &c.dst};
-        for (int i = 0; i < 4 && c.src.right; ++i)
-            EXPECT_EQ(std::vector<int>({d[i]->x, d[i]->y, d[i]->cx, d[i]->cy}),
-                      std::vector<int>({r[i]->left, r[i]->top, r[i]->right - r[i]->left,
-                                        r[i]->bottom - r[i]->top}))
-                << "descriptor " << i << " method " << c.method;
+        EXPECT_EQ(file.Create(L"out", &p, &vi, nullptr), c.ok ? 1 : 0) << c.inW;
+        EXPECT_EQ(file.m_pResizeBuffer != nullptr, c.buffer) << c.inW;
+        EXPECT_EQ(Tagged(L"PFile::Create").size(), c.ok ? 0u : 1u);
     }
-    // Fitted rectangles thinner than two pixels cannot be resized.
-    EncodeParam p = Params(kMux, 320, 240);
-    xVideoInfo sliver = VideoInfo(4000, 2, 25);
-    EXPECT_EQ(mf.Create(L"out", &p, &sliver, nullptr), 0);
-    EXPECT_EQ(Tagged(L"PFile::Create").size(), 1u);
 }
 
 TEST_F(Create, LogShowsTheHostsValuesAlsoOnFailure) {
-    S().reviseWidth = 640;  // a revision does not show
+    g.reviseWidth = 640;  // a revision does not show
     EncodeParam p = Params(kMux, 320, 240, 24.0);
     p.bDisableAudio = 1;
     xVideoInfo vi = VideoInfo(320, 240, 25.0);
@@ -141,9 +246,9 @@ TEST_F(Create, LogShowsTheHostsValuesAlsoOnFailure) {
     int user = 0;
     auto cb = [](void*, unsigned, unsigned, unsigned) -> unsigned { return 1; };
     QVCloseMediaFile(h, cb, &user);
-    EXPECT_EQ(S().closes, 1);
-    EXPECT_EQ(S().callback, static_cast<QVPROGRESS_CALLBACK>(cb));
-    EXPECT_EQ(S().user, &user);
+    EXPECT_EQ(g.closes, 1);
+    EXPECT_EQ(g.callback, static_cast<QVPROGRESS_CALLBACK>(cb));
+    EXPECT_EQ(g.user, &user);
 
     p.dwFileFormat = QV_FOURCC('N', 'O', 'N', 'E');
     EXPECT_EQ(QVCreateMediaFile(L"x.mp4", &p, nullptr, nullptr), nullptr);
@@ -169,16 +274,16 @@ TEST_F(AudioPath, HolesAreFilledAndOverlapsCut) {
     ASSERT_EQ(mf.WriteAudioData(&b), 1u);
     b = Block(step, 10000000);  // in step: handed on as it is
     EXPECT_EQ(mf.WriteAudioData(&b), 1u);
-    EXPECT_EQ(S().audio.back().frame.pData, step.data());
+    EXPECT_EQ(g.audio.back().frame.pData, step.data());
     mf.m_llAudioBytes -= 200;  // back to one second for the examples below
 
-    S().audio.clear();
+    g.audio.clear();
     b = Block(late, 15000000);
     EXPECT_EQ(mf.WriteAudioData(&b), 23u);  // 22 filler blocks, then the block
-    ASSERT_EQ(S().audio.size(), 23u);
+    ASSERT_EQ(g.audio.size(), 23u);
     int64_t time = 10000000;
     for (size_t i = 0; i < 22; ++i) {
-        const Written& w = S().audio[i];
+        const Written& w = g.audio[i];
         EXPECT_EQ(std::vector<int64_t>({w.frame.nDataSize, w.frame.nDuration, w.frame.llStreamTime,
                                         w.frame.llTimeStamp}),
                   std::vector<int64_t>({i < 21 ? 4096 : 2184, i < 21 ? 232200 : 123810, time, time}))
@@ -187,17 +292,17 @@ TEST_F(AudioPath, HolesAreFilledAndOverlapsCut) {
         for (size_t k = 0; k < w.data.size(); k += 4)
             ASSERT_EQ(std::memcmp(&w.data[k], &second[88198], 4), 0) << k;
     }
-    EXPECT_EQ(S().audio[22].frame.pData, late.data());
+    EXPECT_EQ(g.audio[22].frame.pData, late.data());
     EXPECT_EQ(mf.m_llAudioBytes, 176400 + 88200 + 200);
 
     mf.m_llAudioBytes = 176400;
-    S().audio.clear();
+    g.audio.clear();
     b = Block(small, 7500000);  // 40000 bytes under an overlap of 44096: dropped
     EXPECT_EQ(mf.WriteAudioData(&b), 0u);
-    EXPECT_TRUE(S().audio.empty());
+    EXPECT_TRUE(g.audio.empty());
     b = Block(big, 7500000, 7500000);
     EXPECT_EQ(mf.WriteAudioData(&b), 1u);
-    const MEDIA_FRAME& cut = S().audio.at(0).frame;
+    const MEDIA_FRAME& cut = g.audio.at(0).frame;
     EXPECT_EQ(cut.nDataSize, 44104);
     EXPECT_EQ((uint8_t*)cut.pData - (uint8_t*)big.data(), 44096);
     EXPECT_EQ(std::vector<int64_t>({cut.llStreamTime, cut.llTimeStamp}),
@@ -210,7 +315,7 @@ TEST_F(AudioPath, HolesAreFilledAndOverlapsCut) {
 
 TEST_F(AudioPath, FirstBlockLateIsPrecededBySilenceButNotInTimestampMode) {
     for (uint32_t container : {kMux, kStampMux}) {
-        S().audio.clear();
+        g.audio.clear();
         EncodeParam p = Params(container);
         MediaFile file;
         ASSERT_EQ(file.Create(L"out", &p, nullptr, nullptr), 1);
@@ -218,10 +323,10 @@ TEST_F(AudioPath, FirstBlockLateIsPrecededBySilenceButNotInTimestampMode) {
         MEDIA_FRAME b = Block(block, 5000000);
         file.WriteAudioData(&b);
         size_t zeros = 0;
-        for (size_t i = 0; i + 1 < S().audio.size(); ++i)
-            for (uint8_t byte : S().audio[i].data) zeros += byte == 0;
+        for (size_t i = 0; i + 1 < g.audio.size(); ++i)
+            for (uint8_t byte : g.audio[i].data) zeros += byte == 0;
         EXPECT_EQ(zeros, container == kMux ? 88200u : 0u);
-        EXPECT_EQ(S().audio.back().frame.nDataSize, 200);
+        EXPECT_EQ(g.audio.back().frame.nDataSize, 200);
     }
 }
 
@@ -233,9 +338,9 @@ TEST_F(AudioPath, ConvertedBlocksCarryTheOutputFormatAndLoseNothing) {
     MEDIA_FRAME b = Block(mono, 0);
     b.nSampleRate = 22050, b.nChannels = 1;
     mf.WriteAudioData(&b);
-    ASSERT_GT(S().audio.size(), 1u);
+    ASSERT_GT(g.audio.size(), 1u);
     int64_t total = 0;
-    for (const Written& w : S().audio) {
+    for (const Written& w : g.audio) {
         EXPECT_EQ(std::vector<int>({w.frame.nSampleRate, w.frame.nChannels, w.frame.nBitsPerSample,
                                     w.frame.nDuration}),
                   std::vector<int>({44100, 2, 16, 1234}));
@@ -254,19 +359,19 @@ TEST_F(AudioPath, AudioOnlyFileEndToEnd) {
     xAudioInfo ai = AudioInfo(44100, 2);
     void* h = QVCreateMediaFile(L"song.wav", &p, nullptr, &ai);
     ASSERT_NE(h, nullptr);
-    EXPECT_EQ(S().created.at(0).bDisableVideo, 1);
+    EXPECT_EQ(g.created.at(0).bDisableVideo, 1);
     std::vector<int16_t> block(8820, 11);
     for (int i = 0; i < 10; ++i) {
         MEDIA_FRAME b = Block(block, i * 1000000LL, i * 1000000LL);
         EXPECT_EQ(QVWriteAudioData(h, &b), 1u);
     }
     QVCloseMediaFile(h, nullptr, nullptr);
-    EXPECT_EQ(S().audio.size(), 10u);
-    EXPECT_EQ(S().closes, 1);
+    EXPECT_EQ(g.audio.size(), 10u);
+    EXPECT_EQ(g.closes, 1);
 }
 
 TEST_F(VideoPath, FrameCountModeRepeatsAndDrops) {
-    S().writeResult = 3;
+    g.writeResult = 3;
     EncodeParam p = Params(kMux, 320, 240, 25.0, 0);
     xVideoInfo vi = VideoInfo(320, 240, 12.5);
     ASSERT_EQ(mf.Create(L"out", &p, &vi, nullptr), 1);
@@ -278,7 +383,7 @@ TEST_F(VideoPath, FrameCountModeRepeatsAndDrops) {
     EXPECT_EQ(mf.WriteVideoFrame(pic.At(1600000)), 0u);  // index already filled
     EXPECT_EQ(mf.WriteVideoFrame(pic.At(INT64_MIN)), 0u);
     EXPECT_EQ(mf.m_llLastVideoTime, 9);
-    EXPECT_EQ(S().video.back().frame.pPlane[0], pic.Y.data());  // unresized: the host's planes
+    EXPECT_EQ(g.video.back().frame.pPlane[0], pic.Y.data());  // unresized: the host's planes
 
     MediaFile late;
     ASSERT_EQ(late.Create(L"out", &p, &vi, nullptr), 1);
@@ -305,7 +410,7 @@ TEST_F(VideoPath, TimestampModeThinsFramesThatComeTooFast) {
 TEST_F(VideoPath, ResizedFramesHaveBlackBordersAndPlanarLayout) {
     const struct { int outW, outH, method; } cases[] = {{720, 576, 1}, {640, 480, 5}};
     for (const auto& c : cases) {
-        S().video.clear();
+        g.video.clear();
         EncodeParam p = Params(kMux, c.outW, c.outH, 25.0, c.method);
         xVideoInfo vi = VideoInfo(720, 576, 25.0, 16, 9);
         MediaFile file;
@@ -314,7 +419,7 @@ TEST_F(VideoPath, ResizedFramesHaveBlackBordersAndPlanarLayout) {
         for (int r = 0; r < 576; ++r)  // columns that cropping cuts away
             for (int col : {0, 89, 630, 719}) pic.Y[size_t(r) * 720 + col] = 255;
         file.WriteVideoFrame(pic.At(0, 44));
-        const Written& w = S().video.at(0);
+        const Written& w = g.video.at(0);
         const int cw = c.outW / 2;
         EXPECT_EQ(std::vector<int>({w.frame.nWidth, w.frame.nPitch[0], w.frame.nPitch[1],
                                     w.frame.nPitch[2], int(w.frame.llTimeStamp)}),
@@ -338,7 +443,7 @@ TEST_F(VideoPath, CopyContainerPassesFramesUntouchedAndUntimed) {
     ASSERT_EQ(mf.Create(L"out", &p, &vi, nullptr), 1);
     Picture pic(640, 480, 10, 20, 30);
     EXPECT_EQ(mf.WriteVideoFrame(pic.At(0, 5)) + mf.WriteVideoFrame(pic.At(0, 5)), 2u);
-    ASSERT_EQ(S().video.size(), 2u);
-    EXPECT_EQ(S().video[1].frame.pPlane[0], pic.Y.data());
+    ASSERT_EQ(g.video.size(), 2u);
+    EXPECT_EQ(g.video[1].frame.pPlane[0], pic.Y.data());
     EXPECT_EQ(mf.m_nOutFrames, 2);
 }
