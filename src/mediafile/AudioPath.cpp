@@ -121,7 +121,7 @@ unsigned MediaFile::_WriteAudioData(const MEDIA_FRAME* block) {
 }
 
 const MEDIA_FRAME* MediaFile::GetResampleFrame(const MEDIA_FRAME* block) {
-    if (!m_pAudioConverter || !m_pAudioBuffer) return block;
+    if (!block || !m_pAudioConverter || !m_pAudioBuffer) return block;
     if (block->pData && block->nDataSize > 0)
         m_pAudioConverter->Put(block->pData, block->nDataSize / 2);
     // Whatever would not fit stays queued in the converter for the next block.
@@ -138,7 +138,7 @@ const MEDIA_FRAME* MediaFile::GetResampleFrame(const MEDIA_FRAME* block) {
 }
 
 unsigned MediaFile::WriteAudioData(const MEDIA_FRAME* block) {
-    if (!block || block->nDataSize <= 0) return 0;
+    if (!block || block->nDataSize <= 0 || !block->pData) return 0;
     if (!m_pAudioConverter || !m_pAudioBuffer) return PlaceBlock(*this, block);
 
     // A block whose converted output could overflow the buffer is converted in
