@@ -2,35 +2,19 @@
 
 #include <math.h>
 
+#include <vector>
+
+#include <quevarra/qv_support.h>
+
 namespace qvmedia {
 
 std::string NarrowName(const wchar_t* name) {
-    std::string out;
-    if (!name) return out;
-    // Only for the log: out of memory gives what was converted so far.
-    try {
-    for (; *name; ++name) {
-        uint32_t c = static_cast<uint32_t>(*name);
-        if (c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF)) c = 0xFFFD;
-        if (c < 0x80) {
-            out += static_cast<char>(c);
-        } else if (c < 0x800) {
-            out += static_cast<char>(0xC0 | (c >> 6));
-            out += static_cast<char>(0x80 | (c & 0x3F));
-        } else if (c < 0x10000) {
-            out += static_cast<char>(0xE0 | (c >> 12));
-            out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-            out += static_cast<char>(0x80 | (c & 0x3F));
-        } else {
-            out += static_cast<char>(0xF0 | (c >> 18));
-            out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-            out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-            out += static_cast<char>(0x80 | (c & 0x3F));
-        }
-    }
-    } catch (...) {
-    }
-    return out;
+    if (!name) return std::string();
+    // Room for the longest encoding (4 bytes a character) and the terminator;
+    // lenient conversion turns what is not Unicode into U+FFFD.
+    std::vector<char> out(wcslen(name) * 4 + 1, '\0');
+    WtoUTF8(name, -1, out.data(), static_cast<int>(out.size()), false);
+    return std::string(out.data());
 }
 
 int64_t TruncToInt64(double value) {
