@@ -1,6 +1,6 @@
 #include "FormatList.h"
 
-#include "Api.h"
+#include <quevarra/quevarra.h>
 #include "Options.h"
 #include "Text.h"
 

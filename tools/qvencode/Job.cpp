@@ -1,6 +1,6 @@
 #include "Job.h"
 
-#include "Api.h"
+#include <quevarra/quevarra.h>
 #include "FormatList.h"
 #include "LogCapture.h"
 #include "Progress.h"
@@ -154,11 +154,6 @@ int64_t StampOf(long long index, int64_t num, int64_t den) {
 }
 
 int RunList(const Options& options) {
-    const std::string missing = MissingEntryPoints();
-    if (!missing.empty()) {
-        Say("the library lacks " + missing);
-        return kExitLibrary;
-    }
     LogCapture log(options.verbose);
     const unsigned opened = QVInitPlugins();
     PluginScope scope;
@@ -264,12 +259,6 @@ int RunJob(const Options& o) {
         return havePicture;
     };
     if (video.kind == VideoSource::Y4m && !readFirst()) return kExitInput;
-
-    const std::string missing = MissingEntryPoints();
-    if (!missing.empty()) {
-        Say("the library lacks " + missing + " (a partial build?)");
-        return kExitLibrary;
-    }
 
     LogCapture log(o.verbose);
     const unsigned opened = QVInitPlugins();

@@ -1,6 +1,6 @@
 #include "RawReader.h"
 
-#include "Api.h"
+#include <quevarra/quevarra.h>
 
 #include <cerrno>
 #include <cstring>
