@@ -218,8 +218,8 @@ int RunJob(const Options& o) {
             video.rate = o.rate;
         } else {
             EncodeParam d{};
-            if (&QVDefaultEncodeParam) QVDefaultEncodeParam(&d);
-            video.rate = Rational{std::lround(d.video.dFrameRate > 0 ? d.video.dFrameRate * 1000 : 25000), 1000};
+            QVDefaultEncodeParam(&d);
+            video.rate = Rational{std::lround(d.video.dFrameRate * 1000), 1000};
             const int64_t g = std::gcd(video.rate.num, video.rate.den);
             video.rate.num /= g;
             video.rate.den /= g;
@@ -242,9 +242,9 @@ int RunJob(const Options& o) {
     } else if (!o.noAudio && pattern) {
         audio.kind = AudioSource::Pattern;
         EncodeParam d{};
-        if (&QVDefaultEncodeParam) QVDefaultEncodeParam(&d);
-        audio.rate = o.sampleRate ? o.sampleRate : d.audio.nSampleRate > 0 ? d.audio.nSampleRate : 44100;
-        audio.channels = o.channels ? o.channels : d.audio.nChannels > 0 ? d.audio.nChannels : 2;
+        QVDefaultEncodeParam(&d);
+        audio.rate = o.sampleRate ? o.sampleRate : d.audio.nSampleRate;
+        audio.channels = o.channels ? o.channels : d.audio.nChannels;
         audio.total = std::max<long long>(1, std::llround(o.duration * audio.rate));
     }
 
