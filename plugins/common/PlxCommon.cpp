@@ -1,0 +1,171 @@
+#include "common/PlxCommon.h"
+
+#include <dlfcn.h>
+#include <math.h>
+#include <stdarg.h>
+#include <stdio.h>
+#include <string.h>
+#include <wchar.h>
+
+#include <mutex>
+
+namespace plx {
+
+std::string WideToUtf8(const wchar_t* text) {
+    std::string out;
+    if (!text) return out;
+    for (; *text; ++text) {
+        uint32_t c = static_cast<uint32_t>(*text);
+        if (c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF)) c = 0xFFFD;
+        if (c < 0x80) {
+            out += static_cast<char>(c);
+        } else if (c < 0x800) {
+            out += static_cast<char>(0xC0 | (c >> 6));
+            out += static_cast<char>(0x80 | (c & 0x3F));
+        } else if (c < 0x10000) {
+            out += static_cast<char>(0xE0 | (c >> 12));
+            out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+            out += static_cast<char>(0x80 | (c & 0x3F));
+        } else {
+            out += static_cast<char>(0xF0 | (c >> 18));
+            out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+            out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+            out += static_cast<char>(0x80 | (c & 0x3F));
+        }
+    }
+    return out;
+}
+
+std::wstring Utf8ToWide(const std::string& text) {
+    std::wstring out;
+    size_t i = 0;
+    while (i < text.size()) {
+        unsigned char c = static_cast<unsigned char>(text[i]);
+        unsigned len = c < 0x80 ? 1 : (c >> 5) == 6 ? 2 : (c >> 4) == 14 ? 3 : (c >> 3) == 30 ? 4 : 0;
+        uint32_t cp = len == 1 ? c : len == 2 ? (c & 0x1F) : len == 3 ? (c & 0x0F) : (c & 0x07);
+        bool ok = len != 0 && i + len <= text.size();
+        for (unsigned k = 1; ok && k < len; ++k) {
+            unsigned char cc = static_cast<unsigned char>(text[i + k]);
+            ok = (cc & 0xC0) == 0x80;
+            cp = (cp << 6) | (cc & 0x3F);
+        }
+        if (!ok) {
+            out += static_cast<wchar_t>(0xFFFD);
+            ++i;
+            continue;
+        }
+        out += static_cast<wchar_t>(cp);
+        i += len;
+    }
+    return out;
+}
+
+bool FrameRateRatio(double fps, int* num, int* den) {
+    if (!(fps > 0.0) || !isfinite(fps) || fps > 1e6) return false;
+    double whole = floor(fps + 0.5);
+    if (whole >= 1 && fabs(fps - whole) <= 1e-9 * whole) {
+        *num = static_cast<int>(whole);
+        *den = 1;
+        return true;
+    }
+    // The x/1.001 family (23.976, 29.97, 59.94) as hosts usually write it,
+    // rounded to a few decimals: keep it exact, not 2997/100.
+    double ntsc = floor(fps * 1.001 + 0.5);
+    if (ntsc >= 1 && fabs(fps - ntsc / 1.001) <= 1e-5 * fps) {
+        *num = static_cast<int>(ntsc) * 1000;
+        *den = 1001;
+        return true;
+    }
+    // Best continued-fraction approximation with a bounded denominator.
+    long long h0 = 0, h1 = 1, k0 = 1, k1 = 0;
+    double x = fps;
+    for (int i = 0; i < 40; ++i) {
+        long long a = static_cast<long long>(floor(x));
+        long long h2 = a * h1 + h0, k2 = a * k1 + k0;
+        if (k2 > 1001000 || h2 > 0x7FFFFFFF) break;
+        h0 = h1; h1 = h2; k0 = k1; k1 = k2;
+        double frac = x - a;
+        if (frac < 1e-12) break;
+        x = 1.0 / frac;
+    }
+    if (h1 < 1 || k1 < 1) return false;
+    *num = static_cast<int>(h1);
+    *den = static_cast<int>(k1);
+    return true;
+}
+
+namespace {
+
+typedef int (*PFN_LOG)(const wchar_t*);
+
+PFN_LOG LogEntry() {
+    static PFN_LOG entry = nullptr;
+    static std::once_flag once;
+    std::call_once(once, [] {
+        Dl_info info;
+        if (!dladdr(reinterpret_cast<void*>(&LogEntry), &info) || !info.dli_fname) return;
+        std::string path = info.dli_fname;  // .../Contents/MacOS/Encoder/plxNAME.dylib
+        for (int i = 0; i < 2; ++i) {
+            size_t slash = path.rfind('/');
+            if (slash == std::string::npos) return;
+            path.resize(slash);
+        }
+        path += "/Log.dylib";
+        // Kept open for the life of the process: messages can come from any thread
+        // until the plugin itself goes away.
+        void* handle = dlopen(path.c_str(), RTLD_LAZY | RTLD_LOCAL);
+        if (handle) entry = reinterpret_cast<PFN_LOG>(dlsym(handle, "Log"));
+    });
+    return entry;
+}
+
+}  // namespace
+
+void Report(const char* format, ...) {
+    PFN_LOG entry = LogEntry();
+    if (!entry) return;
+    char buffer[2048];
+    va_list args;
+    va_start(args, format);
+    vsnprintf(buffer, sizeof buffer, format, args);
+    va_end(args);
+    std::wstring message = Utf8ToWide(buffer);
+    message += L"\r\n";
+    entry(message.c_str());
+}
+
+namespace {
+void CopyText(wchar_t* dst, size_t capacity, const wchar_t* src) {
+    wcsncpy(dst, src ? src : L"", capacity - 1);
+    dst[capacity - 1] = L'\0';
+}
+}  // namespace
+
+void FillEncoder(ENCODER_ITEM* item, uint32_t fourcc, int type, const wchar_t* text1,
+                 const wchar_t* text2) {
+    memset(item, 0, sizeof *item);
+    item->dwFourCC = fourcc;
+    item->nType = type;
+    CopyText(item->wszText1, 64, text1);
+    CopyText(item->wszText2, 120, text2);
+}
+
+void FillMuxer(FILEFORMAT_ITEM* item, uint32_t fourcc, const wchar_t* text0,
+               const wchar_t* text1, const wchar_t* text2) {
+    memset(item, 0, sizeof *item);
+    item->dwFourCC = fourcc;
+    CopyText(item->wszText0, 10, text0);
+    CopyText(item->wszText1, 64, text1);
+    CopyText(item->wszText2, 128, text2);
+}
+
+std::string FourCCText(uint32_t fourcc) {
+    std::string s;
+    for (int i = 0; i < 4; ++i) {
+        char c = static_cast<char>((fourcc >> (8 * i)) & 0xFF);
+        s += (c >= 32 && c < 127) ? c : '?';
+    }
+    return s;
+}
+
+}  // namespace plx

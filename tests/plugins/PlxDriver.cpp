@@ -1,0 +1,285 @@
+#include "plugins/PlxDriver.h"
+
+#include <dirent.h>
+#include <dlfcn.h>
+#include <math.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <algorithm>
+
+namespace plxtest {
+
+std::string BundleDir() { return QV_BUNDLE_DIR; }
+
+const ENCODER_ITEM* Registry::Encoder(uint32_t fourcc) const {
+    for (const ENCODER_ITEM& e : encoders)
+        if (e.dwFourCC == fourcc) return &e;
+    return nullptr;
+}
+
+const FILEFORMAT_ITEM* Registry::Muxer(uint32_t fourcc) const {
+    for (const FILEFORMAT_ITEM& m : muxers)
+        if (m.dwFourCC == fourcc) return &m;
+    return nullptr;
+}
+
+const Registry& Plugins() {
+    static Registry reg = [] {
+        Registry r;
+        std::string dir = BundleDir() + "/Encoder/";
+        std::vector<std::string> names;
+        if (DIR* d = opendir(dir.c_str())) {
+            while (dirent* e = readdir(d))
+                if (strncmp(e->d_name, "plx", 3) == 0) names.push_back(e->d_name);
+            closedir(d);
+        }
+        std::sort(names.begin(), names.end());  // plxffmpeg before plxraw
+        for (const std::string& n : names) {
+            void* h = dlopen((dir + n).c_str(), RTLD_LAZY);
+            if (!h) continue;
+            typedef ENCODER_ITEM* (*PE)();
+            typedef FILEFORMAT_ITEM* (*PM)();
+            if (PE pe = reinterpret_cast<PE>(dlsym(h, "PLXGetEncoders")))
+                for (ENCODER_ITEM* e = pe(); e && e->dwFourCC; ++e) r.encoders.push_back(*e);
+            if (PM pm = reinterpret_cast<PM>(dlsym(h, "PLXGetFileMuxers")))
+                for (FILEFORMAT_ITEM* m = pm(); m && m->dwFourCC; ++m) r.muxers.push_back(*m);
+        }
+        return r;
+    }();
+    return reg;
+}
+
+namespace {
+int Inline(const ENCODER_MODE* modes, uint32_t fourcc) {
+    for (; modes && modes->dwFourCC; ++modes)
+        if (modes->dwFourCC == fourcc) return modes->bInline;
+    return 0;
+}
+std::wstring Widen(const std::string& s) { return std::wstring(s.begin(), s.end()); }
+}  // namespace
+
+Pipeline::~Pipeline() { Close(); }
+
+bool Pipeline::Create(const std::string& path, EncodeParam* param, std::string* error) {
+    const Registry& reg = Plugins();
+    m_mux = reg.Muxer(param->dwFileFormat);
+    if (!m_mux) return *error = "no muxer", false;
+    if (!m_mux->pAudioModes) param->bDisableAudio = 1;
+    if (!m_mux->pVideoModes) param->bDisableVideo = 1;
+    auto fail = [&](const char* why) {
+        if (m_hv) m_venc->pfnClose(m_hv);
+        if (m_ha) m_aenc->pfnClose(m_ha);
+        m_hv = m_ha = nullptr;
+        m_venc = m_aenc = nullptr;
+        *error = why;
+        return false;
+    };
+    if (!param->bDisableVideo) {
+        m_venc = reg.Encoder(param->video.dwFourCC);
+        if (!m_venc || m_venc->nType != 1) return fail("no video encoder");
+        if (m_venc->pfnReviseVideoParam && !m_venc->pfnReviseVideoParam(param))
+            return fail("video revise refused");
+        m_vInline = Inline(m_mux->pVideoModes, param->video.dwFourCC) != 0;
+        if (!m_vInline && !(m_hv = m_venc->pfnCreate(param->video.dwFourCC, param)))
+            param->bDisableVideo = 1;
+    }
+    if (!param->bDisableAudio) {
+        m_aenc = reg.Encoder(param->audio.dwFourCC);
+        if (!m_aenc || m_aenc->nType != 0) return fail("no audio encoder");
+        if (m_aenc->pfnReviseAudioParam && !m_aenc->pfnReviseAudioParam(&param->audio))
+            return fail("audio revise refused");
+        m_aInline = Inline(m_mux->pAudioModes, param->audio.dwFourCC) != 0;
+        if (!m_aInline && !(m_ha = m_aenc->pfnCreate(param->audio.dwFourCC, param)))
+            param->bDisableAudio = 1;
+    }
+    std::wstring wpath = Widen(path);
+    m_file = m_mux->pfnCreateFile(wpath.c_str(), param);
+    if (!m_file) return fail("file not created");
+    timestampMode = (m_mux->dwFlags & 1) || (m_aenc && !m_venc);
+    return true;
+}
+
+unsigned Pipeline::WriteVideo(const MEDIA_FRAME* frame) {
+    if (!m_file || !frame) return 0;
+    if (m_vInline) return m_mux->pfnWriteVideo(m_file, frame);
+    if (!m_hv) return 0;
+    void* slot = nullptr;
+    m_venc->pfnEncode(m_hv, frame, &slot, nullptr);
+    return m_mux->pfnWriteVideo(m_file, slot);
+}
+
+unsigned Pipeline::WriteAudio(const MEDIA_FRAME* block) {
+    if (!m_file || !block || block->nDataSize == 0) return 0;
+    if (m_aInline) return m_mux->pfnWriteAudio(m_file, block, 0);
+    if (!m_ha) return 0;
+    void* slot = nullptr;
+    uint32_t word = 0;
+    m_aenc->pfnEncode(m_ha, block, &slot, &word);
+    return m_mux->pfnWriteAudio(m_file, slot, word);
+}
+
+void Pipeline::Close(QVPROGRESS_CALLBACK callback, void* user) {
+    if (m_file) {
+        if (m_ha && m_aenc->pfnGetAudioExtra) {
+            uintptr_t w1 = 0, w2 = 0;
+            m_aenc->pfnGetAudioExtra(m_ha, &w1, &w2);
+            if (m_mux->pfnSetAudioExtra) m_mux->pfnSetAudioExtra(m_file, w1, w2);
+        }
+        if (m_hv && m_venc->pfnGetVideoExtra) {
+            uintptr_t w[4] = {0, 0, 0, 0};
+            m_venc->pfnGetVideoExtra(m_hv, &w[0], &w[1], &w[2], &w[3]);
+            if (m_mux->pfnSetVideoExtra) m_mux->pfnSetVideoExtra(m_file, w[0], w[1], w[2], w[3]);
+        }
+        m_mux->pfnCloseFile(m_file, callback, user);
+    }
+    if (m_hv) m_venc->pfnClose(m_hv);
+    if (m_ha) m_aenc->pfnClose(m_ha);
+    m_file = m_hv = m_ha = nullptr;
+    m_venc = m_aenc = nullptr;
+}
+
+Picture::Picture(int w, int h)
+    : width(w), height(h), y(static_cast<size_t>(w) * h),
+      u(static_cast<size_t>((w + 1) / 2) * ((h + 1) / 2)), v(u.size()) {}
+
+void Picture::Paint(int index, bool flash) {
+    for (int r = 0; r < height; ++r)
+        for (int c = 0; c < width; ++c)
+            y[static_cast<size_t>(r) * width + c] =
+                flash ? 235 : static_cast<uint8_t>(32 + ((c + r + 3 * index) % 64));
+    std::fill(u.begin(), u.end(), static_cast<uint8_t>(flash ? 128 : 100 + index % 50));
+    std::fill(v.begin(), v.end(), static_cast<uint8_t>(flash ? 128 : 150 - index % 50));
+}
+
+MEDIA_FRAME Picture::Frame(int64_t t) const {
+    MEDIA_FRAME f;
+    memset(&f, 0, sizeof f);
+    f.pPlane[0] = const_cast<uint8_t*>(y.data());
+    f.pPlane[1] = const_cast<uint8_t*>(u.data());
+    f.pPlane[2] = const_cast<uint8_t*>(v.data());
+    f.nWidth = width;
+    f.nHeight = height;
+    f.nPitch[0] = width;
+    f.nPitch[1] = f.nPitch[2] = (width + 1) / 2;
+    f.llTimeStamp = f.llStreamTime = t;
+    return f;
+}
+
+std::vector<int16_t> Tone(int rate, int channels, int frames, double hz, int amplitude,
+                          int64_t first) {
+    std::vector<int16_t> s(static_cast<size_t>(frames) * channels);
+    for (int i = 0; i < frames; ++i) {
+        double x = amplitude * sin(2 * M_PI * hz * static_cast<double>(first + i) / rate);
+        for (int c = 0; c < channels; ++c) s[static_cast<size_t>(i) * channels + c] = static_cast<int16_t>(x);
+    }
+    return s;
+}
+
+MEDIA_FRAME AudioBlock(const std::vector<int16_t>& samples, int rate, int channels, int64_t t) {
+    MEDIA_FRAME f;
+    memset(&f, 0, sizeof f);
+    f.nSampleRate = rate;
+    f.nChannels = channels;
+    f.nBitsPerSample = 16;
+    f.pData = const_cast<int16_t*>(samples.data());
+    f.nDataSize = static_cast<int32_t>(samples.size() * 2);
+    f.llTimeStamp = f.llStreamTime = t;
+    f.nDuration = static_cast<int32_t>(samples.size() / channels * 10000000LL / rate);
+    return f;
+}
+
+void WriteAV(Pipeline& p, const EncodeParam& param, double seconds, bool video, bool audio) {
+    const int rate = param.audio.nSampleRate, ch = param.audio.nChannels;
+    const double fps = param.video.dFrameRate;
+    const int frames = static_cast<int>(seconds * fps + 0.5);
+    const int64_t totalSamples = static_cast<int64_t>(seconds * rate + 0.5);
+    const int blockFrames = rate / 20;  // 50 ms blocks
+    Picture pic(param.video.nWidth, param.video.nHeight);
+    int64_t written = 0;
+    for (int i = 0; video ? i < frames : written < totalSamples; ++i) {
+        int64_t t = video ? static_cast<int64_t>(i * 1e7 / fps + 0.5) : 0;
+        if (video) {
+            pic.Paint(i);
+            MEDIA_FRAME f = pic.Frame(t);
+            p.WriteVideo(&f);
+        }
+        // Audio up to the end of this frame (or in plain blocks without video).
+        int64_t until = video ? std::min<int64_t>(totalSamples, static_cast<int64_t>((i + 1) * rate / fps))
+                              : std::min<int64_t>(totalSamples, written + blockFrames);
+        while (audio && written < until) {
+            int n = static_cast<int>(std::min<int64_t>(blockFrames, until - written));
+            std::vector<int16_t> s = Tone(rate, ch, n, 440, 8000, written);
+            MEDIA_FRAME b = AudioBlock(s, rate, ch, written * 10000000LL / rate);
+            p.WriteAudio(&b);
+            written += n;
+        }
+        if (!video && !audio) break;
+    }
+}
+
+const std::map<std::string, std::string>* Probe::Stream(const std::string& type) const {
+    for (const auto& s : streams) {
+        auto it = s.find("codec_type");
+        if (it != s.end() && it->second == type) return &s;
+    }
+    return nullptr;
+}
+
+std::string Run(const std::string& command) {
+    std::string out;
+    FILE* p = popen(command.c_str(), "r");
+    if (!p) return "popen failed";
+    char buf[4096];
+    size_t n;
+    while ((n = fread(buf, 1, sizeof buf, p)) > 0) out.append(buf, n);
+    pclose(p);
+    return out;
+}
+
+Probe ProbeFile(const std::string& path) {
+    Probe probe;
+    std::string text = Run("ffprobe -v error -count_packets -show_entries "
+                           "stream=codec_type,codec_name,width,height,r_frame_rate,avg_frame_rate,"
+                           "nb_read_packets,sample_rate,channels,duration:format=format_name,duration "
+                           "'" + path + "' 2>&1");
+    std::map<std::string, std::string>* cur = nullptr;
+    size_t pos = 0;
+    while (pos < text.size()) {
+        size_t end = text.find('\n', pos);
+        if (end == std::string::npos) end = text.size();
+        std::string line = text.substr(pos, end - pos);
+        pos = end + 1;
+        if (line == "[STREAM]") {
+            probe.streams.emplace_back();
+            cur = &probe.streams.back();
+        } else if (line == "[FORMAT]") {
+            cur = &probe.format;
+        } else if (line[0] == '[') {
+            cur = nullptr;
+        } else if (cur) {
+            size_t eq = line.find('=');
+            if (eq != std::string::npos) (*cur)[line.substr(0, eq)] = line.substr(eq + 1);
+        }
+    }
+    return probe;
+}
+
+std::string DecodeErrors(const std::string& path) {
+    return Run("ffmpeg -nostdin -v error -i '" + path + "' -f null - 2>&1");
+}
+
+double Num(const std::map<std::string, std::string>& m, const std::string& key) {
+    auto it = m.find(key);
+    return it == m.end() ? NAN : atof(it->second.c_str());
+}
+
+double Ratio(const std::string& text) {
+    size_t slash = text.find('/');
+    if (slash == std::string::npos) return atof(text.c_str());
+    double d = atof(text.c_str() + slash + 1);
+    return d == 0 ? NAN : atof(text.c_str()) / d;
+}
+
+}  // namespace plxtest
