@@ -112,7 +112,9 @@ ptrdiff_t At(int row, int pitch, ptrdiff_t column) {
 // converts one pixel more, still reading from xSrc: the row lands one pixel to
 // the left of the request. That extra source pixel may lie beyond what the
 // pitch check covers; if it would fall past the end of the source buffer it
-// reads the last pixel of the buffer instead.
+// reads the last pixel of the buffer instead. An empty request (cxDst or cy
+// of 0 or less) writes nothing, even with an odd xDst: widening a request for
+// no pixels into one converted macropixel would surprise the caller.
 void Rgb24_2_YUY2(unsigned char* lpBitsDst, int nPitchDst, int xDst, int yDst, int cxDst,
                   int cy, unsigned bYUY2, unsigned char* lpBitsSrc, int nHeightSrc,
                   int nPitchSrc, int xSrc, int ySrc) {
