@@ -121,7 +121,15 @@ QV_API int DIB_ResizeBiLinerUV(const IMG_PARAM& src, IMG_PARAM& dst) {
         const uint8_t* in1 = RowTopDown(src, (ys + 1) / 2 < lastRow ? (ys + 1) / 2 : lastRow);
         uint8_t* out = RowTopDown(dst, r / 2);
         int64_t fx = 0;
-        for (int c = dst.x; c < right; c += 2, fx += 2 * stepX) {
+        int c = dst.x;
+        // Left of the rectangle's last luma column (xs + 1) / 2 stays inside it.
+        for (; c < right && static_cast<int>(fx >> kShift) < src.cx - 1; c += 2, fx += 2 * stepX) {
+            const int xs = static_cast<int>(fx >> kShift) + src.x;
+            const int c0 = xs >> 1, c1 = (xs + 1) >> 1, wx1 = static_cast<int>(fx & kFrac);
+            out[c >> 1] = static_cast<uint8_t>(
+                Lerp12(Lerp12(in0[c0], in0[c1], wx1), Lerp12(in1[c0], in1[c1], wx1), wy1));
+        }
+        for (; c < right; c += 2, fx += 2 * stepX) {
             const int xs = static_cast<int>(fx >> kShift) + src.x;
             const int c0 = xs / 2;
             const int c1 = (xs + 1) / 2 < lastCol ? (xs + 1) / 2 : lastCol;

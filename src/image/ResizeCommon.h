@@ -50,13 +50,15 @@ inline uint8_t* RowBottomUp(const IMG_PARAM& p, int r) {
     return p.pBits + static_cast<ptrdiff_t>(p.height - 1 - r) * p.pitch;
 }
 
+// (a * (4096 - w) + b * w) >> 12 with one multiplication: a * 4096 is a whole
+// multiple of 4096, so the floor of the sum is a plus the floor of the rest
+// (the shift of a negative int is arithmetic). Exact for every a, b, w.
+inline int Lerp12(int a, int b, int w) { return a + (((b - a) * w) >> kShift); }
+
 // Two-stage bilinear sample; both stages truncate, as the operands are never
 // negative the result stays within 0..255.
 inline int BiLinearSample(int s00, int s10, int s01, int s11, int wx1, int wy1) {
-    const int wx0 = kOne - wx1;
-    const int top = (s00 * wx0 + s10 * wx1) >> kShift;
-    const int bottom = (s01 * wx0 + s11 * wx1) >> kShift;
-    return (top * (kOne - wy1) + bottom * wy1) >> kShift;
+    return Lerp12(Lerp12(s00, s10, wx1), Lerp12(s01, s11, wx1), wy1);
 }
 
 // Truncating division by 255 (operands are never negative); the compiler

@@ -6,10 +6,8 @@ using namespace qv::image;
 
 namespace {
 
-// Mask values of any other depth are outside what these resizers support.
 bool AcceptMask(const IMG_PARAM& src, const IMG_PARAM& dst) {
-    return src.bitCount == 8 &&
-           AcceptRects(src, {Layout::BottomUp, 1}, dst, {Layout::BottomUp, 4});
+    return AcceptRects(src, {Layout::BottomUp, 1}, dst, {Layout::BottomUp, 4});
 }
 
 inline void ApplyNear(int m, uint8_t* d) {
@@ -50,6 +48,7 @@ void MaskBiLinearRow(const uint8_t* in0, const uint8_t* in1, uint8_t* out, int c
 
 }  // namespace
 
+// Reads one byte per mask pixel whatever the descriptor's bitCount says.
 QV_API int StretchMaskResizeNear(const IMG_PARAM& src, IMG_PARAM& dst) {
     if (!AcceptMask(src, dst))
         return 0;
@@ -65,7 +64,9 @@ QV_API int StretchMaskResizeNear(const IMG_PARAM& src, IMG_PARAM& dst) {
 }
 
 QV_API int StretchMaskResizeBiLiner(const IMG_PARAM& src, IMG_PARAM& dst) {
-    if (!AcceptMask(src, dst))
+    // Only this member reads the mask's bitCount; deeper masks would be read
+    // at an offset while stepping one byte per pixel, so only 8-bit is taken.
+    if (src.bitCount != 8 || !AcceptMask(src, dst))
         return 0;
     const int64_t stepX = Q12Step(src.cx, dst.cx);
     const int64_t stepY = Q12Step(src.cy, dst.cy);

@@ -71,6 +71,8 @@ QV_API int DIB_ResizeNear(const IMG_PARAM& src, IMG_PARAM& dst) {
 QV_API int DIB_ResizeNear8(const IMG_PARAM& src, IMG_PARAM& dst) {
     if (!AcceptRects(src, {Layout::TopDown, 1}, dst, {Layout::TopDown, 1}))
         return 0;
+    // An allocation failure is reported like any refusal (0, nothing written)
+    // rather than thrown across the C-style API.
     int32_t* colTable = new (std::nothrow) int32_t[dst.cx];
     int32_t* rowTable = new (std::nothrow) int32_t[dst.cy];
     if (!colTable || !rowTable) {
