@@ -1,21 +1,20 @@
-// UTF conversions: every sequence length, the surrogate and malformed-input
-// rules, and what a short destination gets.
+// Log formatting, FourCC text and the UTF conversions: every sequence length,
+// the surrogate and malformed-input rules, and what a short destination gets.
 #include <gtest/gtest.h>
 
 #include <string.h>
 
 #include <string>
-#include <vector>
 
 #include <quevarra/qv_support.h>
+
+#include "common/TestSupport.h"
 
 namespace {
 
 typedef std::basic_string<UTF8> Bytes;
-
 Bytes B(const char* text) { return Bytes(reinterpret_cast<const UTF8*>(text)); }
 
-// UTF-8 to UTF-32 into a zeroed buffer; text up to the first zero.
 ConversionResult To32(const Bytes& in, ConversionFlags flags, std::u32string* text) {
     UTF32 out[16] = {};
     ConversionResult r = ConvertUTF8toUTF32(in.data(), in.data() + in.size(), out, out + 16, flags);
@@ -31,80 +30,66 @@ ConversionResult From16(const std::u16string& in, ConversionFlags flags, Bytes* 
     return r;
 }
 
+TEST(LogText, FormatsWideAndUtf8TextDropsEmptyMessagesAndNamesCodes) {
+    qvtest::InstallTestLog();
+    LogEx(L"open [%s] and [%ls] %d", "M\xc3\xbcller.mp4", L"\u89c6\u9891.mp4", 7);
+    LogEx(L"%ls", L"");
+    EXPECT_EQ(qvtest::TakeLog(), std::vector<std::wstring>{L"open [M\u00fcller.mp4] and [\u89c6\u9891.mp4] 7"});
+    wchar_t text[5];
+    EXPECT_STREQ(FourCC2StrW(text, 0x44495658), L"XVID");
+    EXPECT_STREQ(FourCC2StrW(text, 0x00434141), L"AAC");  // ends at a zero byte
+    EXPECT_STREQ(FourCC2StrW(text, 0x20E94141), L"AA\u00e9 ");  // any byte, whatever the locale
+}
+
 TEST(ConvertUTF, EveryLengthRoundTripsThroughAllThreeForms) {
     const std::u32string points = U"A\u0080\u07FF\u0800\uFFFD\U00010000\U0010FFFF";
     const Bytes utf8 = B("A\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBD\xF0\x90\x80\x80\xF4\x8F\xBF\xBF");
     std::u32string decoded;
     EXPECT_EQ(To32(utf8, strictConversion, &decoded), conversionOK);
     EXPECT_EQ(decoded, points);
-
     UTF8 encoded[32] = {};
     const UTF32* p = reinterpret_cast<const UTF32*>(points.data());
-    EXPECT_EQ(ConvertUTF32toUTF8(p, p + points.size(), encoded, encoded + 32, strictConversion),
-              conversionOK);
+    EXPECT_EQ(ConvertUTF32toUTF8(p, p + points.size(), encoded, encoded + 32, strictConversion), conversionOK);
     EXPECT_EQ(Bytes(encoded), utf8);
-
     UTF16 utf16[9] = {};
-    EXPECT_EQ(ConvertUTF8toUTF16(utf8.data(), utf8.data() + utf8.size(), utf16, utf16 + 9,
-                                 strictConversion),
+    EXPECT_EQ(ConvertUTF8toUTF16(utf8.data(), utf8.data() + utf8.size(), utf16, utf16 + 9, strictConversion),
               conversionOK);
-    EXPECT_EQ(std::u16string(reinterpret_cast<char16_t*>(utf16), 9),
-              u"A\u0080\u07FF\u0800\uFFFD\xD800\xDC00\xDBFF\xDFFF");
+    const std::u16string units(reinterpret_cast<char16_t*>(utf16), 9);
+    EXPECT_EQ(units, u"A\u0080\u07FF\u0800\uFFFD\xD800\xDC00\xDBFF\xDFFF");
     Bytes back;
-    EXPECT_EQ(From16(std::u16string(reinterpret_cast<char16_t*>(utf16), 9), strictConversion, &back),
-              conversionOK);
+    EXPECT_EQ(From16(units, strictConversion, &back), conversionOK);
     EXPECT_EQ(back, utf8);
 }
 
-TEST(ConvertUTF, EncodedSurrogateIsIllegalWhenStrictAndReplacedWhenLenient) {
-    const Bytes surrogate = B("a\xED\xA0\x80" "b");
+TEST(ConvertUTF, SurrogatesFollowTheModeAndMalformedInputStops) {
     std::u32string text;
+    const Bytes surrogate = B("a\xED\xA0\x80" "b");
     EXPECT_EQ(To32(surrogate, strictConversion, &text), sourceIllegal);
     EXPECT_EQ(text, U"a") << "what came before the failure stays written";
     EXPECT_EQ(To32(surrogate, lenientConversion, &text), conversionOK);
     EXPECT_EQ(text, U"a\uFFFDb");
-
-    UTF16 out16[4] = {};
-    EXPECT_EQ(ConvertUTF8toUTF16(surrogate.data(), surrogate.data() + 5, out16, out16 + 4,
-                                 lenientConversion),
-              conversionOK);
-    EXPECT_EQ(out16[1], 0xFFFD);
-}
-
-TEST(ConvertUTF, MalformedAndTruncatedSequencesStopTheConversionInBothModes) {
-    std::u32string text;
     for (ConversionFlags flags : {strictConversion, lenientConversion}) {
         // Overlong forms, beyond U+10FFFF, stray continuation, ASCII as continuation.
         for (const char* bad : {"\xC0\x80", "\xE0\x9F\xBF", "\xF0\x8F\xBF\xBF", "\xF4\x90\x80\x80",
-                                "\xF4\x41\x80\x80", "\xF5\x80\x80\x80", "\x80", "\xC3\x28",
-                                "\xF8\x88\x80\x80\x80"})
+                                "\xF4\x41\x80\x80", "\xF5\x80\x80\x80", "\x80", "\xC3\x28", "\xF8\x88\x80\x80\x80"})
             EXPECT_EQ(To32(B(bad), flags, &text), sourceIllegal) << int(UTF8(bad[0]));
         EXPECT_EQ(To32(B("A\xE8\xA7"), flags, &text), sourceExhausted);
-        EXPECT_EQ(text, U"A");
-    }
-}
-
-TEST(ConvertUTF, Utf16SurrogateRules) {
-    Bytes bytes;
-    // A high surrogate that ends the source is written alone, in both modes.
-    for (ConversionFlags flags : {strictConversion, lenientConversion}) {
+        // A high surrogate that ends a UTF-16 source is written alone.
+        Bytes bytes;
         EXPECT_EQ(From16(u"a\xD83D", flags, &bytes), conversionOK);
         EXPECT_EQ(bytes, B("a\xED\xA0\xBD"));
     }
+    Bytes bytes;
     EXPECT_EQ(From16(u"\xD83D" u"b", strictConversion, &bytes), sourceIllegal);
     EXPECT_EQ(From16(u"\xD83D" u"b", lenientConversion, &bytes), conversionOK);
     EXPECT_EQ(bytes, B("\xED\xA0\xBD" "b"));
     EXPECT_EQ(From16(u"\xDE00", strictConversion, &bytes), sourceIllegal);
-    EXPECT_TRUE(bytes.empty());
     EXPECT_EQ(From16(u"\xDE00", lenientConversion, &bytes), conversionOK);
     EXPECT_EQ(bytes, B("\xED\xB8\x80"));
-}
-
-TEST(ConvertUTF, Utf32BeyondTheLimitIsReplacedAndReported) {
-    const UTF32 big[] = {0x110000, 0x41};
+    const UTF32 big[] = {0x110000, 0x41};  // replaced and reported, and the conversion goes on
     UTF8 out[8] = {};
     EXPECT_EQ(ConvertUTF32toUTF8(big, big + 2, out, out + 8, lenientConversion), sourceIllegal);
-    EXPECT_EQ(Bytes(out), B("\xEF\xBF\xBD" "A")) << "replaced, and the conversion went on";
+    EXPECT_EQ(Bytes(out), B("\xEF\xBF\xBD" "A"));
 }
 
 TEST(ConvertUTF, ShortTargetsAreNeverOverrunAndGetNoPartialCharacter) {
@@ -112,45 +97,29 @@ TEST(ConvertUTF, ShortTargetsAreNeverOverrunAndGetNoPartialCharacter) {
     UTF8 out[4] = {0, 0, 0x5A, 0x5A};
     EXPECT_EQ(ConvertUTF32toUTF8(text, text + 2, out, out + 3, strictConversion), targetExhausted);
     EXPECT_EQ(Bytes(out, 4), Bytes({0x41, 0, 0x5A, 0x5A}));
-
     const Bytes astral = B("\xF0\x9F\x98\x80");  // needs a pair of units
     UTF16 out16[2] = {0, 0x5A5A};
-    EXPECT_EQ(ConvertUTF8toUTF16(astral.data(), astral.data() + 4, out16, out16 + 1,
-                                 strictConversion),
+    EXPECT_EQ(ConvertUTF8toUTF16(astral.data(), astral.data() + 4, out16, out16 + 1, strictConversion),
               targetExhausted);
-    EXPECT_EQ(out16[0], 0);
-    EXPECT_EQ(out16[1], 0x5A5A);
-}
+    EXPECT_TRUE(out16[0] == 0 && out16[1] == 0x5A5A);
 
-TEST(UTF8toW, WholeStringWithTerminatorOrExactlyTheGivenLength) {
-    wchar_t out[8];
-    wmemset(out, L'#', 8);
-    EXPECT_EQ(UTF8toW("h\xc3\xa9", -1, out, 8, true), conversionOK);
-    EXPECT_STREQ(out, L"h\u00e9");
-
-    wmemset(out, L'#', 8);
-    EXPECT_EQ(UTF8toW("h\xc3\xa9llo", 3, out, 8, true), conversionOK);
-    EXPECT_EQ(std::wstring(out, 3), L"h\u00e9#") << "no terminator of its own";
-
-    wmemset(out, L'#', 8);
-    EXPECT_EQ(UTF8toW("abcd", -1, out, 4, false), targetExhausted);
-    EXPECT_EQ(std::wstring(out, 5), L"abcd#") << "left unterminated";
-
-    EXPECT_EQ(UTF8toW("\xed\xa0\x80", -1, out, 8, false), conversionOK);
-    EXPECT_STREQ(out, L"\uFFFD");
-    EXPECT_EQ(UTF8toW(nullptr, -1, out, 8, false), sourceIllegal);
-}
-
-TEST(WtoUTF8, CapacityIsInBytesAndSurrogatesFollowTheMode) {
-    char out[8];
-    memset(out, '#', sizeof out);
-    EXPECT_EQ(WtoUTF8(L"\u89c6a", -1, out, 4, false), targetExhausted);
-    EXPECT_EQ(std::string(out, 5), "\xe8\xa7\x86" "a#") << "no room for the terminator";
-
+    wchar_t wide[8];
+    wmemset(wide, L'#', 8);
+    EXPECT_EQ(UTF8toW("h\xc3\xa9llo", 3, wide, 8, true), conversionOK);
+    EXPECT_EQ(std::wstring(wide, 3), L"h\u00e9#") << "no terminator of its own";
+    EXPECT_EQ(UTF8toW("abcd", -1, wide, 4, false), targetExhausted);
+    EXPECT_EQ(std::wstring(wide, 5), L"abcd#") << "left unterminated";
+    EXPECT_EQ(UTF8toW("\xed\xa0\x80", -1, wide, 8, false), conversionOK);
+    EXPECT_STREQ(wide, L"\uFFFD");
+    EXPECT_EQ(UTF8toW(nullptr, -1, wide, 8, false), sourceIllegal);
+    char narrow[8];
+    memset(narrow, '#', sizeof narrow);
+    EXPECT_EQ(WtoUTF8(L"\u89c6a", -1, narrow, 4, false), targetExhausted);
+    EXPECT_EQ(std::string(narrow, 5), "\xe8\xa7\x86" "a#") << "capacity in bytes, no room for the terminator";
     const wchar_t unpaired[] = {static_cast<wchar_t>(0xD800), 0};
-    EXPECT_EQ(WtoUTF8(unpaired, -1, out, 8, true), sourceIllegal);
-    EXPECT_EQ(WtoUTF8(unpaired, -1, out, 8, false), conversionOK);
-    EXPECT_STREQ(out, "\xed\xa0\x80");
+    EXPECT_EQ(WtoUTF8(unpaired, -1, narrow, 8, true), sourceIllegal);
+    EXPECT_EQ(WtoUTF8(unpaired, -1, narrow, 8, false), conversionOK);
+    EXPECT_STREQ(narrow, "\xed\xa0\x80");
 }
 
 }  // namespace
