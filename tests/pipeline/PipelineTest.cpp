@@ -5,7 +5,6 @@
 #include <map>
 
 #include <quevarra/qv_mediafile.h>
-#include <quevarra/qv_plugin.h>
 
 #include "common/TestSupport.h"
 
@@ -26,8 +25,7 @@ pthread_mutex_t* g_pmMutex;  // the pipeline's muxer lock
 // writes locked (one at a time); any other state is a fault.
 void ExpectLocked(bool locked) {
     bool held = pthread_mutex_trylock(g_pmMutex) != 0;
-    if (!held) pthread_mutex_unlock(g_pmMutex);
-    if (held != locked) g_lockFault = true;
+    g_lockFault |= (!held && pthread_mutex_unlock(g_pmMutex)) || held != locked;
 }
 
 std::string Str(const void* p) { return !p ? "null" : g_names.count(p) ? g_names[p] : "?"; }
@@ -35,9 +33,8 @@ std::string Str(const char* s) { return s; }
 std::string Str(uintptr_t n) { return std::to_string(n); }
 template <typename... Args>
 void Record(const char* what, Args... args) {
-    std::string text = what;
-    ((text += " " + Str(args)), ...);
-    g_calls.push_back(text);
+    g_calls.push_back(what);
+    ((g_calls.back() += " " + Str(args)), ...);
 }
 Texts Take() { return std::move(g_calls); }
 
@@ -52,13 +49,11 @@ int Encode(void* h, const MEDIA_FRAME* in, void** out, uint32_t* word) {  // slo
     return word ? *word = 77 : 0;
 }
 void Close(void* h) { Record("Close", h); }
-void GetAudioExtra(void* h, uintptr_t* w1, uintptr_t* w2) {
-    Record(*w1 || *w2 ? "GetAudioExtra dirty" : "GetAudioExtra", h);
-    *w1 = 11, *w2 = 12;
+void GetAudioExtra(void* h, uintptr_t* w1, uintptr_t* w2) {  // the words arrive cleared
+    Record(*w1 || *w2 ? "GetAudioExtra dirty" : "GetAudioExtra", h), *w1 = 11, *w2 = 12;
 }
 void GetVideoExtra(void* h, uintptr_t* w1, uintptr_t* w2, uintptr_t* w3, uintptr_t* w4) {
-    Record(*w1 || *w2 || *w3 || *w4 ? "GetVideoExtra dirty" : "GetVideoExtra", h);
-    *w1 = 21, *w2 = 22, *w3 = 23, *w4 = 24;
+    Record(*w1 || *w2 || *w3 || *w4 ? "GetVideoExtra dirty" : "GetVideoExtra", h), *w1 = 21, *w2 = 22, *w3 = 23, *w4 = 24;
 }
 int ReviseAudio(EncodeAudioParam* a) { Record("ReviseAudio", a); a->nSampleRate = 48000; return g_reviseA; }
 int ReviseVideo(EncodeParam* p) { Record("ReviseVideo", p); p->video.nWidth = 352; return g_reviseV; }
@@ -87,8 +82,7 @@ protected:
     void SetUp() override { g_lockFault = false, Reset(); }
     void TearDown() override {
         m_pm.Close(nullptr, nullptr);  // before the records it points to go away
-        PluginMgr::m_arEncoder.clear();
-        PluginMgr::m_arFileFormat.clear();
+        PluginMgr::m_arEncoder.clear(), PluginMgr::m_arFileFormat.clear();
         EXPECT_FALSE(g_lockFault);
     }
     void Reset(std::vector<ENCODER_ITEM> encoders = {kVideo, kAudio}, FILEFORMAT_ITEM muxer = Muxer()) {
@@ -98,13 +92,10 @@ protected:
         g_names = {{&g_v, "V"}, {&g_a, "A"}, {&g_file, "F"}, {&g_vpkt, "vpkt"}, {&g_apkt, "apkt"},
                    {(void*)&Progress, "cb"}, {&m_param, "param"}, {&m_param.audio, "audio"},
                    {&m_frame, "frame"}, {&m_user, "user"}};
-        Take();
-        qvtest::TakeLog();
-        PluginMgr::m_arEncoder = encoders;
-        PluginMgr::m_arFileFormat = {muxer};
+        Take(), qvtest::TakeLog();
+        PluginMgr::m_arEncoder = encoders, PluginMgr::m_arFileFormat = {muxer};
         QVDefaultEncodeParam(&m_param);
-        m_frame = MEDIA_FRAME{};
-        m_frame.nDataSize = 4;
+        m_frame = MEDIA_FRAME{}, m_frame.nDataSize = 4;
     }
     unsigned Create() { return m_pm.Create(L"out.mp4", &m_param); }
     // A failed Create logs its request and one message, undoes what it made, leaves nothing open.
@@ -123,8 +114,7 @@ protected:
 TEST_F(Pipeline, CreateWritesAndCloseInOrder) {
     EXPECT_EQ(m_pm.WriteVideoFrame(&m_frame), 0u);  // nothing open yet
     ASSERT_EQ(Create(), 1u);
-    EXPECT_EQ(Take(), kMade);
-    EXPECT_EQ(qvtest::TakeLog(), Msgs{kCreateLine});
+    EXPECT_TRUE(Take() == kMade && qvtest::TakeLog() == Msgs{kCreateLine});
     EXPECT_TRUE(m_param.video.nWidth == 352 && m_param.audio.nSampleRate == 48000) << "caller's record revised";
     EXPECT_EQ(m_pm.m_bTimestampMode, 0);
     EXPECT_EQ(m_pm.WriteVideoFrame(&m_frame) + m_pm.WriteAudioData(&m_frame), 3000u);
@@ -151,13 +141,11 @@ TEST_F(Pipeline, CreateWritesAndCloseInOrder) {
 }
 
 TEST_F(Pipeline, EachCreateFailureLogsAndDestroysWhatItMade) {
-    EXPECT_EQ(m_pm.Create(nullptr, &m_param) + m_pm.Create(L"out.mp4", nullptr), 0u);
     m_param.dwFileFormat = 0;
-    EXPECT_EQ(Create(), 0u);
+    EXPECT_EQ(m_pm.Create(nullptr, &m_param) + m_pm.Create(L"out.mp4", nullptr) + Create(), 0u);
     EXPECT_TRUE(qvtest::TakeLog().empty() && Take().empty());
     m_param.dwFileFormat = QV_FOURCC('A', 'V', 'I', ' ');
-    EXPECT_EQ(Create(), 0u);
-    EXPECT_EQ(qvtest::TakeLog().back(), L"Without [AVI ] Format Plugin.");
+    EXPECT_TRUE(Create() == 0 && qvtest::TakeLog().back() == L"Without [AVI ] Format Plugin.");
 
     Reset({kAudio});
     ExpectFailure(L"Without [XVID] video encoder.", {});
@@ -181,36 +169,31 @@ TEST_F(Pipeline, EachCreateFailureLogsAndDestroysWhatItMade) {
 }
 
 TEST_F(Pipeline, StreamsFollowTheMuxerListsAndTheEncodersThatExist) {
-    g_failV = true;  // only disables the stream; the record stays chosen
-    ASSERT_EQ(Create(), 1u);
-    EXPECT_EQ(qvtest::TakeLog().back(), L"Create video encoder failed.");
-    EXPECT_TRUE(m_param.bDisableVideo == 1 && m_pm.m_bTimestampMode == 0);
-    EXPECT_EQ(m_pm.WriteVideoFrame(&m_frame), 0u);
-    Reset();
-    g_failA = true;
-    ASSERT_EQ(Create(), 1u);
-    EXPECT_EQ(qvtest::TakeLog().back(), L"Create audio encoder failed.");
-    EXPECT_EQ(m_param.bDisableAudio, 1);
-
-    Reset({kAudio}, Muxer(g_audioModes, nullptr));  // no video list: audio only
-    ASSERT_EQ(Create(), 1u);
-    EXPECT_EQ(qvtest::TakeLog().back(), L"Without video encoder in muxer[MP4 ]");
-    EXPECT_TRUE(m_param.bDisableVideo == 1 && m_pm.m_bTimestampMode == 1);
-    Reset({kVideo}, Muxer(nullptr, g_videoModes, 2));
-    ASSERT_EQ(Create(), 1u);
-    EXPECT_EQ(qvtest::TakeLog().back(), L"Without audio encoder in muxer [MP4 ]");
-    EXPECT_TRUE(m_param.bDisableAudio == 1 && m_pm.m_bTimestampMode == 0);
-    Reset({kAudio});
-    m_param.bDisableVideo = 1;  // disabled by the caller: no video record is searched
-    ASSERT_EQ(Create(), 1u);
-    EXPECT_EQ(m_pm.m_bTimestampMode, 1);
-
-    // A list lacking the codec still allows the stream; bit 0 selects timestamp mode.
     static ENCODER_MODE other[] = {{QV_FOURCC('H', '2', '6', '4'), 1}, {0, 0}};
-    Reset({kVideo, kAudio}, Muxer(g_audioModes, other, 3));
-    ASSERT_EQ(Create(), 1u);
-    EXPECT_TRUE(m_pm.m_hVideoEnc && !m_pm.m_bVideoInline && m_pm.m_bTimestampMode == 1);
-
+    struct Case {
+        std::vector<ENCODER_ITEM> encoders;
+        FILEFORMAT_ITEM muxer;
+        int setup;  // 1 video instance fails, 2 audio instance fails, 3 caller disables video
+        const wchar_t* last;
+        int noVideo, noAudio, timestamp;
+    } cases[] = {
+        {{kVideo, kAudio}, Muxer(), 1, L"Create video encoder failed.", 1, 0, 0},  // record still chosen
+        {{kVideo, kAudio}, Muxer(), 2, L"Create audio encoder failed.", 0, 1, 0},
+        {{kAudio}, Muxer(g_audioModes, nullptr), 0, L"Without video encoder in muxer[MP4 ]", 1, 0, 1},
+        {{kVideo}, Muxer(nullptr, g_videoModes, 2), 0, L"Without audio encoder in muxer [MP4 ]", 0, 1, 0},
+        {{kAudio}, Muxer(), 3, kCreateLine, 1, 0, 1},  // no video record is searched
+        // A list lacking the codec still allows the stream, not inline; bit 0 selects timestamp mode.
+        {{kVideo, kAudio}, Muxer(g_audioModes, other, 3), 0, kCreateLine, 0, 0, 1},
+    };
+    for (const Case& c : cases) {
+        Reset(c.encoders, c.muxer);
+        g_failV = c.setup == 1, g_failA = c.setup == 2, m_param.bDisableVideo = c.setup == 3;
+        ASSERT_EQ(Create(), 1u);
+        EXPECT_EQ(qvtest::TakeLog().back(), c.last);
+        EXPECT_TRUE(m_param.bDisableVideo == c.noVideo && m_param.bDisableAudio == c.noAudio &&
+                    m_pm.m_bTimestampMode == c.timestamp) << &c - cases;
+        EXPECT_EQ(m_pm.WriteVideoFrame(&m_frame), c.noVideo ? 0u : 1000u);
+    }
     static ENCODER_MODE audioInline[] = {{kAac, 1}, {0, 0}}, videoInline[] = {{kXvid, 7}, {0, 0}};
     Reset({kVideo, kAudio}, Muxer(audioInline, videoInline));
     ASSERT_EQ(Create(), 1u);
