@@ -37,7 +37,10 @@ void* dyLogInit() {
     GetAppPathA(path, 511);
     strncat(path, "/", sizeof path - strlen(path) - 1);
     strncat(path, "Log.dylib", sizeof path - strlen(path) - 1);
-    hLogHandle = dlopen(path, RTLD_LAZY);
+    // A bundle URL too long for the path query leaves only "Contents/MacOS",
+    // which the loader would resolve against the working directory and so load
+    // whatever Log.dylib lies there: a path that is not absolute is not tried.
+    hLogHandle = path[0] == '/' ? dlopen(path, RTLD_LAZY) : nullptr;
     if (!hLogHandle) printf("dyLog: dlopen [%s] error.\r\n", path);
     return hLogHandle;
 }

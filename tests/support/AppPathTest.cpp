@@ -1,13 +1,10 @@
-// The application path (from the bundle variable or the executable's place)
-// and the log loader's complaints when the logging library is missing.
+// The application path (bundle variable or executable's place), its capacity
+// bound, and where the log loader looks for the logging library.
 #include <gtest/gtest.h>
 
 #include <limits.h>
-#include <stdio.h>
-#include <stdlib.h>
 
 #include <filesystem>
-#include <string>
 
 #include <quevarra/qv_support.h>
 
@@ -22,92 +19,50 @@ std::string RealPath(const std::string& path) {
     return realpath(path.c_str(), resolved) ? resolved : path;
 }
 
-std::string AppPathA(int capacity = 511) {
-    char path[512];
-    GetAppPathA(path, capacity);
-    return path;
-}
-
-std::wstring AppPathW(int capacity = 511) {
-    wchar_t path[512];
-    return GetAppPath(path, capacity);
-}
-
-// Copies the probe to dir/name and runs it there without a bundle variable.
-std::string RunProbe(const std::string& dir, const std::string& mode) {
+// Copies the probe to dir/probe and runs it from cwd without a bundle variable.
+std::string RunProbe(const std::string& dir, const std::string& mode, const std::string& cwd = "/") {
     fs::create_directories(dir);
-    std::string exe = dir + "/probe";
-    fs::copy_file(QV_APP_PROBE, exe, fs::copy_options::overwrite_existing);
-    std::string command = "env -u QUEVARRA_BUNDLE '" + exe + "' " + mode;
-    FILE* pipe = popen(command.c_str(), "r");
-    if (!pipe) return "<popen failed>";
+    fs::copy_file(QV_APP_PROBE, dir + "/probe", fs::copy_options::overwrite_existing);
+    FILE* pipe = popen(("cd '" + cwd + "' && env -u QUEVARRA_BUNDLE '" + dir + "/probe' " + mode).c_str(), "r");
     std::string out;
     char buffer[256];
-    size_t n;
-    while ((n = fread(buffer, 1, sizeof buffer, pipe)) > 0) out.append(buffer, n);
-    int status = pclose(pipe);
-    if (status != 0) out += "<exit " + std::to_string(status) + ">";
-    return out;
+    for (size_t n; pipe && (n = fread(buffer, 1, sizeof buffer, pipe)) > 0;) out.append(buffer, n);
+    return pipe && pclose(pipe) == 0 ? out : out + "<failed>";
 }
 
-class AppPath : public ::testing::Test {
-protected:
-    void TearDown() override { unsetenv("QUEVARRA_BUNDLE"); }
-    qvtest::TempBundle m_bundle;
-};
-
-TEST_F(AppPath, BundleVariableWithOrWithoutSlashGivesItsMacOSDirectory) {
-    const std::string expected = RealPath(m_bundle.Root()) + "/Contents/MacOS";
-    for (const std::string& value : {m_bundle.Root(), m_bundle.Root() + "/"}) {
-        setenv("QUEVARRA_BUNDLE", value.c_str(), 1);
-        EXPECT_EQ(AppPathA(), expected) << value;
-        EXPECT_EQ(AppPathW(), std::wstring(expected.begin(), expected.end())) << value;
-    }
-}
-
-TEST_F(AppPath, CapacityBoundsWhatIsWrittenAndTooSmallGivesEmpty) {
-    m_bundle.Use();
-    const std::string expected = AppPathA();
+TEST(AppPath, BundleVariableGivesItsMacOSDirectoryWithinTheCapacity) {
+    qvtest::TempBundle bundle;
+    setenv("QUEVARRA_BUNDLE", (bundle.Root() + "/").c_str(), 1);
+    const std::string expected = RealPath(bundle.Root()) + "/Contents/MacOS";
     const int fit = static_cast<int>(expected.size()) + 1;
-
     char narrow[600];
-    memset(narrow, 'Z', sizeof narrow);
-    GetAppPathA(narrow, fit);
-    EXPECT_EQ(std::string(narrow), expected);
-    memset(narrow, 'Z', sizeof narrow);
-    GetAppPathA(narrow, fit - 1);
-    EXPECT_EQ(narrow[0], '\0');
-    for (int i = fit - 1; i < 600; ++i) ASSERT_EQ(narrow[i], 'Z') << "written past capacity at " << i;
-
     wchar_t wide[600];
-    wmemset(wide, L'Z', 600);
-    EXPECT_EQ(std::wstring(GetAppPath(wide, fit)).size(), expected.size());
-    wmemset(wide, L'Z', 600);
-    GetAppPath(wide, fit - 1);
-    EXPECT_EQ(wide[0], L'\0');
-    for (int i = fit - 1; i < 600; ++i) ASSERT_EQ(wide[i], L'Z') << "written past capacity at " << i;
+    EXPECT_EQ(std::string((GetAppPathA(narrow, fit), narrow)), expected);
+    EXPECT_EQ(std::wstring(GetAppPath(wide, fit)), std::wstring(expected.begin(), expected.end()));
+    memset(narrow, 'Z', sizeof narrow), wmemset(wide, L'Z', 600);  // one short: empty, nothing past it
+    GetAppPathA(narrow, fit - 1), GetAppPath(wide, fit - 1);
+    EXPECT_TRUE(narrow[0] == '\0' && wide[0] == L'\0');
+    for (int i = fit - 1; i < 600; ++i) ASSERT_TRUE(narrow[i] == 'Z' && wide[i] == L'Z') << i;
+    unsetenv("QUEVARRA_BUNDLE");
 }
 
 TEST(AppProbe, ExecutableInsideAnAppBundleGetsTheBundleOthersTheirDirectory) {
     std::string root = RealPath(qvtest::MakeTempDir("qvprobe"));
-    std::string macos = root + "/Host.app/Contents/MacOS";
+    std::string macos = root + "/Host.app/Contents/MacOS", plain = root + "/plain";
     EXPECT_EQ(RunProbe(macos, "path"), macos + "\n" + macos + "\n");
-    // Not a bundle: the executable's directory, "Contents/MacOS" right after it.
-    std::string plain = root + "/plain";
     EXPECT_EQ(RunProbe(plain, "path"), plain + "/Contents/MacOS\n" + plain + "/Contents/MacOS\n");
-    qvtest::RemoveTree(root);
-}
-
-TEST(AppProbe, MissingLogLibraryIsTriedOnceAndEachMessageComplains) {
-    std::string root = RealPath(qvtest::MakeTempDir("qvprobe"));
-    std::string macos = root + "/Host.app/Contents/MacOS";
     const std::string lookup = "dyLog: LogGetAddress [Log] [0x0] error.\r\n";
-    EXPECT_EQ(RunProbe(macos, "log"),
-              "dyLog: dlopen [" + macos + "/Log.dylib] error.\r\n" + lookup + lookup + lookup);
-
-    // With the logging library beside it the probe prints nothing.
+    EXPECT_EQ(RunProbe(macos, "log"), "dyLog: dlopen [" + macos + "/Log.dylib] error.\r\n" + lookup + lookup);
     fs::copy_file(qvtest::ModuleDir() + "/TestLog.dylib", macos + "/Log.dylib");
-    EXPECT_EQ(RunProbe(macos, "log"), "");
+    EXPECT_EQ(RunProbe(macos, "log"), "") << "found beside the executable";
+
+    // A bundle URL too long for the path query leaves a relative path: the
+    // logging library in the working directory must not be loaded from it.
+    std::string deep = root;
+    while (deep.size() < 520) deep += "/" + std::string(100, 'd');
+    fs::create_directories(root + "/Contents/MacOS");
+    fs::copy_file(qvtest::ModuleDir() + "/TestLog.dylib", root + "/Contents/MacOS/Log.dylib");
+    EXPECT_EQ(RunProbe(deep, "log", root), "dyLog: dlopen [Contents/MacOS/Log.dylib] error.\r\n" + lookup + lookup);
     qvtest::RemoveTree(root);
 }
 
