@@ -9,9 +9,9 @@ namespace {
 
 const uint32_t TVID = QV_FOURCC('T', 'V', 'I', 'D'), TAUD = QV_FOURCC('T', 'A', 'U', 'D');
 const uint32_t TTYP = QV_FOURCC('T', 'T', 'Y', 'P'), NOEN = QV_FOURCC('N', 'O', 'E', 'N');
-ENCODER_MODE mp4Audio[] = {{NOEN, 1}, {TAUD, 0}, {0, 0}}, mp4Video[] = {{TVID, 0}, {TTYP, 0}, {0, 0}};
-ENCODER_MODE orphAudio[] = {{NOEN, 1}, {0, 0}}, orphVideo[] = {{QV_FOURCC('N', 'O', 'V', 'I'), 0}, {0, 0}};
-ENCODER_MODE emptyList[] = {{0, 0}};
+[[maybe_unused]] ENCODER_MODE mp4Audio[] = {{NOEN, 1}, {TAUD, 0}, {0, 0}}, mp4Video[] = {{TVID, 0}, {TTYP, 0}, {0, 0}};
+[[maybe_unused]] ENCODER_MODE orphAudio[] = {{NOEN, 1}, {0, 0}}, orphVideo[] = {{QV_FOURCC('N', 'O', 'V', 'I'), 0}, {0, 0}};
+[[maybe_unused]] ENCODER_MODE emptyList[] = {{0, 0}};
 ENCODER_ITEM g_enc[4];
 FILEFORMAT_ITEM g_fmt[5];
 
