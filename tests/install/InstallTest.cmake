@@ -1,7 +1,8 @@
 # Installs the build tree into a scratch prefix, then configures, builds and
 # runs a small consumer against it, once through find_package and once through
 # pkg-config. Variables: QV_BUILD_DIR, QV_WORK_DIR, QV_CONSUMER_DIR,
-# QV_GENERATOR, QV_CXX_COMPILER, QV_SANITIZE.
+# QV_GENERATOR, QV_CXX_COMPILER, QV_SANITIZE, QV_EXAMPLE (the README's host
+# example, which must build against the installed package too).
 
 function(run)
   execute_process(COMMAND ${ARGN} RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
@@ -34,7 +35,8 @@ endif()
 foreach(mode package pkgconfig)
   set(bdir "${QV_WORK_DIR}/consumer-${mode}")
   set(args -S "${QV_CONSUMER_DIR}" -B "${bdir}" -G "${QV_GENERATOR}"
-           "-DCMAKE_CXX_COMPILER=${QV_CXX_COMPILER}" -DCMAKE_BUILD_TYPE=Debug ${flags})
+           "-DCMAKE_CXX_COMPILER=${QV_CXX_COMPILER}" -DCMAKE_BUILD_TYPE=Debug ${flags}
+           "-DEXAMPLE_SOURCE=${QV_EXAMPLE}")
   if(mode STREQUAL "package")
     run("${CMAKE_COMMAND}" ${args} "-DCMAKE_PREFIX_PATH=${prefix}" -DUSE_PKGCONFIG=OFF)
   else()
