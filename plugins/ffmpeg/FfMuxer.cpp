@@ -253,7 +253,9 @@ void* MuxCreateFile(const wchar_t* path, EncodeParam* param) {
         const AVCodec* codec = ProbedEncoder(codes[type]);
         const CodecSpec* spec = FindSpec(codes[type]);
         if (!codec || !spec || spec->type != type ||
-            avformat_query_codec(ofmt, codec->id, FF_COMPLIANCE_NORMAL) == 0) {
+            avformat_query_codec(ofmt, codec->id, FF_COMPLIANCE_NORMAL) == 0 ||
+            // This FFmpeg writes FLAC into MP4 only as an experiment.
+            (codec->id == AV_CODEC_ID_FLAC && !strcmp(ofmt->name, "mp4"))) {
             plx::Report("plxffmpeg: a %s file cannot hold %s [%s]", plx::FourCCText(m->fourcc).c_str(),
                         plx::FourCCText(codes[type]).c_str(), m->path.c_str());
             Free(m);

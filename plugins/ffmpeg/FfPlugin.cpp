@@ -8,6 +8,7 @@
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavutil/error.h>
+#include <libavutil/log.h>
 }
 
 #include <string.h>
@@ -66,6 +67,9 @@ bool TrialOpen(const CodecSpec& spec, const AVCodec* codec) {
 void ProbeAll() {
     static std::once_flag once;
     std::call_once(once, [] {
+        // FFmpeg chats on standard error at its default level; our failures
+        // go to the log instead. A host that chose a level keeps it.
+        if (av_log_get_level() == AV_LOG_INFO) av_log_set_level(AV_LOG_ERROR);
         t_probing = true;
         for (size_t i = 0; i < kSpecCount; ++i) {
             for (const char* name : kSpecs[i].candidates) {
@@ -113,8 +117,7 @@ ENCODER_MODE g_mp4Video[] = {{FC('H', '2', '6', '4'), 0}, {FC('H', 'E', 'V', 'C'
                              {FC('X', 'V', 'I', 'D'), 0}, {FC('A', 'V', '0', '1'), 0},
                              {FC('V', 'P', '9', '0'), 0}, {0, 0}};
 ENCODER_MODE g_mp4Audio[] = {{FC('A', 'A', 'C', ' '), 0}, {FC('M', 'P', '3', ' '), 0},
-                             {FC('A', 'C', '3', ' '), 0}, {FC('O', 'P', 'U', 'S'), 0},
-                             {FC('F', 'L', 'A', 'C'), 0}, {0, 0}};
+                             {FC('A', 'C', '3', ' '), 0}, {FC('O', 'P', 'U', 'S'), 0}, {0, 0}};
 ENCODER_MODE g_movVideo[] = {{FC('H', '2', '6', '4'), 0}, {FC('H', 'E', 'V', 'C'), 0},
                              {FC('X', 'V', 'I', 'D'), 0}, {FC('M', 'J', 'P', 'G'), 0}, {0, 0}};
 ENCODER_MODE g_movAudio[] = {{FC('A', 'A', 'C', ' '), 0}, {FC('M', 'P', '3', ' '), 0},
