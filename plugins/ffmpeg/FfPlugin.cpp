@@ -52,7 +52,7 @@ thread_local bool t_probing = false;
 
 // A trial open with ordinary settings: an encoder listed by the build may
 // still lack its library or refuse to start.
-bool TrialOpen(const CodecSpec& spec, const AVCodec* codec) {
+bool TrialOpen(const CodecSpec& spec) {
     EncodeParam param{};
     param.video = {spec.fourcc, 0, 12, 128, 96, 25.0, 0, 500000, 0, 0, 0, {0}};
     param.audio = {spec.fourcc, 48000, 2, 16, 0, 128000, 0};
@@ -60,7 +60,6 @@ bool TrialOpen(const CodecSpec& spec, const AVCodec* codec) {
     if (spec.type == 1 ? !ReviseVideo(&param) : !ReviseAudio(&param.audio)) return false;
     void* enc = EncCreate(spec.fourcc, &param);
     EncClose(enc);
-    (void)codec;
     return enc != nullptr;
 }
 
@@ -77,7 +76,7 @@ void ProbeAll() {
                 const AVCodec* codec = avcodec_find_encoder_by_name(name);
                 if (!codec) continue;
                 g_probed[i] = codec;  // tentatively, so the trial can find it
-                if (TrialOpen(kSpecs[i], codec)) break;
+                if (TrialOpen(kSpecs[i])) break;
                 g_probed[i] = nullptr;
             }
         }
