@@ -1,0 +1,174 @@
+// Bilinear resizers: packed 4-byte, 8-bit, luma and chroma planes, and the
+// averaging luma variant.
+#include <cstring>
+
+#include "image/ResizeCommon.h"
+
+using namespace qv::image;
+
+namespace {
+
+constexpr uint8_t kLumaBlack = 16;
+
+// 4-byte pixels between rows in0 and in1: bytes 0..2 interpolated, byte 3
+// from the upper-left neighbour; the last column copies `lastCol` whole.
+void BiLinearRow32(const uint8_t* in0, const uint8_t* in1, uint8_t* out, int count,
+                   int64_t step, int lastCol, int wy1) {
+    int64_t fx = 0;
+    for (int i = 0; i < count - 1; ++i, fx += step) {
+        const int c = static_cast<int>(fx >> kShift);
+        const int c1 = c < lastCol ? c + 1 : lastCol;
+        const int wx1 = static_cast<int>(fx & kFrac);
+        const uint8_t* a = in0 + 4 * c;
+        const uint8_t* b = in0 + 4 * c1;
+        const uint8_t* d = in1 + 4 * c;
+        const uint8_t* e = in1 + 4 * c1;
+        uint8_t* o = out + 4 * i;
+        for (int k = 0; k < 3; ++k)
+            o[k] = static_cast<uint8_t>(BiLinearSample(a[k], b[k], d[k], e[k], wx1, wy1));
+        o[3] = a[3];
+    }
+    std::memcpy(out + 4 * (count - 1), in0 + 4 * lastCol, 4);
+}
+
+// Stepped nearest-neighbour row with the last pixel pinned (bpp 1 or 4).
+void NearPinnedRow(const uint8_t* in, uint8_t* out, int count, int64_t step, int lastCol,
+                   int bpp) {
+    int64_t fx = 0;
+    for (int i = 0; i < count - 1; ++i, fx += step)
+        std::memcpy(out + bpp * i, in + bpp * (fx >> kShift), bpp);
+    std::memcpy(out + bpp * (count - 1), in + bpp * lastCol, bpp);
+}
+
+// Shared walk of the bottom-up packed and 8-bit members.
+int BiLinerBottomUp(const IMG_PARAM& src, IMG_PARAM& dst, int bpp) {
+    if (!AcceptRects(src, {Layout::BottomUp, bpp}, dst, {Layout::BottomUp, bpp}))
+        return 0;
+    const int64_t stepX = Q12Step(src.cx, dst.cx);
+    const int64_t stepY = Q12Step(src.cy, dst.cy);
+    const int lastCol = src.cx - 1;
+    const int lastRow = src.y + src.cy - 1;
+    int64_t fy = 0;
+    for (int j = 0; j < dst.cy - 1; ++j, fy += stepY) {
+        const int r = static_cast<int>(fy >> kShift) + src.y;
+        const int r1 = r < lastRow ? r + 1 : lastRow;
+        const int wy1 = static_cast<int>(fy & kFrac);
+        const uint8_t* in0 = RowBottomUp(src, r) + bpp * src.x;
+        const uint8_t* in1 = RowBottomUp(src, r1) + bpp * src.x;
+        uint8_t* out = RowBottomUp(dst, dst.y + j) + bpp * dst.x;
+        if (bpp == 4) {
+            BiLinearRow32(in0, in1, out, dst.cx, stepX, lastCol, wy1);
+        } else {
+            BiLinearRow8(in0, in1, out, dst.cx - 1, stepX, lastCol, wy1);
+            out[dst.cx - 1] = in0[lastCol];
+        }
+    }
+    NearPinnedRow(RowBottomUp(src, lastRow) + bpp * src.x,
+                  RowBottomUp(dst, dst.y + dst.cy - 1) + bpp * dst.x, dst.cx, stepX, lastCol, bpp);
+    return 1;
+}
+
+}  // namespace
+
+QV_API int DIB_ResizeBiLiner(const IMG_PARAM& src, IMG_PARAM& dst) {
+    return BiLinerBottomUp(src, dst, 4);
+}
+
+QV_API int DIB_ResizeBiLiner8(const IMG_PARAM& src, IMG_PARAM& dst) {
+    return BiLinerBottomUp(src, dst, 1);
+}
+
+QV_API int DIB_ResizeBiLinerY(const IMG_PARAM& src, IMG_PARAM& dst) {
+    if (!AcceptRects(src, {Layout::TopDown, 1}, dst, {Layout::TopDown, 1}))
+        return 0;
+    const int64_t stepX = Q12Step(src.cx, dst.cx);
+    const int64_t stepY = Q12Step(src.cy, dst.cy);
+    const int lastRow = src.y + src.cy - 1;
+    const int right = dst.x + dst.cx;
+    int64_t fy = 0;
+    for (int j = 0; j < dst.cy; ++j, fy += stepY) {
+        uint8_t* row = RowTopDown(dst, dst.y + j);
+        std::memset(row, kLumaBlack, dst.x);
+        if (j < dst.cy - 1) {
+            const int r = static_cast<int>(fy >> kShift) + src.y;
+            const int r1 = r < lastRow ? r + 1 : lastRow;
+            BiLinearRow8(RowTopDown(src, r) + src.x, RowTopDown(src, r1) + src.x, row + dst.x,
+                         dst.cx, stepX, src.cx - 1, static_cast<int>(fy & kFrac));
+        } else {
+            NearRow8(RowTopDown(src, lastRow) + src.x, row + dst.x, dst.cx, stepX);
+        }
+        std::memset(row + right, kLumaBlack, dst.pitch - right);
+    }
+    return 1;
+}
+
+QV_API int DIB_ResizeBiLinerUV(const IMG_PARAM& src, IMG_PARAM& dst) {
+    if (!AcceptRects(src, {Layout::Chroma, 1}, dst, {Layout::Chroma, 1}))
+        return 0;
+    const int64_t stepX = Q12Step(src.cx, dst.cx);
+    const int64_t stepY = Q12Step(src.cy, dst.cy);
+    // The (xs + 1) / 2 neighbour passes the rectangle's last chroma sample
+    // only when its weight is 0; reading that sample instead is exact.
+    const int lastCol = (src.x + src.cx - 1) / 2;
+    const int lastRow = (src.y + src.cy - 1) / 2;
+    const int right = dst.x + dst.cx;
+    int r = dst.y;
+    int64_t fy = 0;
+    for (; r < dst.y + dst.cy - 2; r += 2, fy += 2 * stepY) {
+        const int ys = static_cast<int>(fy >> kShift) + src.y;
+        const int wy1 = static_cast<int>(fy & kFrac);
+        const uint8_t* in0 = RowTopDown(src, ys / 2);
+        const uint8_t* in1 = RowTopDown(src, (ys + 1) / 2 < lastRow ? (ys + 1) / 2 : lastRow);
+        uint8_t* out = RowTopDown(dst, r / 2);
+        int64_t fx = 0;
+        int c = dst.x;
+        // Left of the rectangle's last luma column (xs + 1) / 2 stays inside it.
+        for (; c < right && static_cast<int>(fx >> kShift) < src.cx - 1; c += 2, fx += 2 * stepX) {
+            const int xs = static_cast<int>(fx >> kShift) + src.x;
+            const int c0 = xs >> 1, c1 = (xs + 1) >> 1, wx1 = static_cast<int>(fx & kFrac);
+            out[c >> 1] = static_cast<uint8_t>(
+                Lerp12(Lerp12(in0[c0], in0[c1], wx1), Lerp12(in1[c0], in1[c1], wx1), wy1));
+        }
+        for (; c < right; c += 2, fx += 2 * stepX) {
+            const int xs = static_cast<int>(fx >> kShift) + src.x;
+            const int c0 = xs / 2;
+            const int c1 = (xs + 1) / 2 < lastCol ? (xs + 1) / 2 : lastCol;
+            out[c / 2] = static_cast<uint8_t>(BiLinearSample(in0[c0], in0[c1], in1[c0], in1[c1],
+                                                             static_cast<int>(fx & kFrac), wy1));
+        }
+    }
+    // Last chroma row: nearest neighbour along the source's last luma row.
+    const uint8_t* in = RowTopDown(src, lastRow);
+    uint8_t* out = RowTopDown(dst, r / 2);
+    int64_t fx = 0;
+    for (int c = dst.x; c < right; c += 2, fx += 2 * stepX)
+        out[c / 2] = in[(static_cast<int>(fx >> kShift) + src.x) / 2];
+    return 1;
+}
+
+QV_API int DIB_ResizeBiLinerY_Simulate(const IMG_PARAM& src, IMG_PARAM& dst) {
+    if (!AcceptRects(src, {Layout::TopDown, 1}, dst, {Layout::TopDown, 1}))
+        return 0;
+    const int64_t stepX = Q12Step(src.cx, dst.cx);
+    const int64_t stepY = Q12Step(src.cy, dst.cy);
+    const int lastCol = src.cx - 1;
+    int64_t fy = 0;
+    for (int j = 0; j < dst.cy - 1; ++j, fy += stepY) {
+        // (fy + stepY) never passes the rectangle's last row before the last
+        // destination row, so only the column needs holding.
+        const uint8_t* in0 = RowTopDown(src, static_cast<int>(fy >> kShift) + src.y) + src.x;
+        const uint8_t* in1 =
+            RowTopDown(src, static_cast<int>((fy + stepY) >> kShift) + src.y) + src.x;
+        uint8_t* out = RowTopDown(dst, dst.y + j) + dst.x;
+        int64_t fx = 0;
+        for (int i = 0; i < dst.cx; ++i, fx += stepX) {
+            const int x0 = static_cast<int>(fx >> kShift);
+            const int next = static_cast<int>((fx + stepX) >> kShift);
+            const int x1 = next < lastCol ? next : lastCol;
+            out[i] = static_cast<uint8_t>((in0[x0] + in0[x1] + in1[x0] + in1[x1]) >> 2);
+        }
+    }
+    NearRow8(RowTopDown(src, src.y + src.cy - 1) + src.x, RowTopDown(dst, dst.y + dst.cy - 1) + dst.x,
+             dst.cx, stepX);
+    return 1;
+}

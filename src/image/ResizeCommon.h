@@ -1,0 +1,78 @@
+// Helpers shared by the resizer families: argument checks, Q12 stepping,
+// row addressing and the bilinear sample.
+#ifndef QUEVARRA_SRC_IMAGE_RESIZECOMMON_H
+#define QUEVARRA_SRC_IMAGE_RESIZECOMMON_H
+
+#include <quevarra/qv_image.h>
+
+#include <cstddef>
+#include <cstdint>
+
+namespace qv::image {
+
+// One source pixel in 12-bit fixed point.
+constexpr int kOne = 4096;
+constexpr int kShift = 12;
+constexpr int kFrac = kOne - 1;
+
+// How a descriptor's rows are stored and how its columns are addressed.
+enum class Layout {
+    TopDown,   // picture row r at pBits + r * pitch
+    BottomUp,  // picture row r at pBits + (height - 1 - r) * pitch
+    Chroma,    // top-down half-resolution plane addressed with luma coordinates
+};
+
+struct PlaneFormat {
+    Layout layout;
+    int bytesPerPixel;
+};
+
+// True when both descriptors can be walked safely: buffers present, source
+// rectangle at least 1x1, destination at least 2x2, the Q12 products
+// representable, rectangles starting inside the buffers, each rectangle row
+// inside one pitch, and bottom-up rectangles inside `height` rows.
+// Every resizer refuses (returns 0, writes nothing) otherwise. Top-down
+// buffers are not checked against `height`: hosts need not fill it for them.
+bool AcceptRects(const IMG_PARAM& src, PlaneFormat srcFormat, const IMG_PARAM& dst,
+                 PlaneFormat dstFormat);
+
+// Distance between neighbouring destination pixels in source pixels, Q12.
+// Callers have passed AcceptRects, so the shift cannot overflow.
+inline int64_t Q12Step(int srcLen, int dstLen) {
+    return ((static_cast<int64_t>(srcLen) << kShift) - kOne) / (dstLen - 1);
+}
+
+inline uint8_t* RowTopDown(const IMG_PARAM& p, int r) {
+    return p.pBits + static_cast<ptrdiff_t>(r) * p.pitch;
+}
+
+inline uint8_t* RowBottomUp(const IMG_PARAM& p, int r) {
+    return p.pBits + static_cast<ptrdiff_t>(p.height - 1 - r) * p.pitch;
+}
+
+// (a * (4096 - w) + b * w) >> 12 with one multiplication: a * 4096 is a whole
+// multiple of 4096, so the floor of the sum is a plus the floor of the rest
+// (the shift of a negative int is arithmetic). Exact for every a, b, w.
+inline int Lerp12(int a, int b, int w) { return a + (((b - a) * w) >> kShift); }
+
+// Two-stage bilinear sample; both stages truncate, as the operands are never
+// negative the result stays within 0..255.
+inline int BiLinearSample(int s00, int s10, int s01, int s11, int wx1, int wy1) {
+    return Lerp12(Lerp12(s00, s10, wx1), Lerp12(s01, s11, wx1), wy1);
+}
+
+// Truncating division by 255 (operands are never negative); the compiler
+// turns the constant division into a multiply and shift.
+inline int Div255(int v) { return v / 255; }
+
+// Nearest-neighbour row of single bytes: out[i] = in[(i * step) >> 12].
+void NearRow8(const uint8_t* in, uint8_t* out, int count, int64_t step);
+
+// Bilinear row of single bytes between rows in0 (weight 4096 - wy1) and in1;
+// a column neighbour beyond `last` (relative to in0/in1) reads `last` itself.
+void BiLinearRow8(const uint8_t* in0, const uint8_t* in1, uint8_t* out, int count,
+                  int64_t step, int last, int wy1);
+
+}  // namespace qv::image
+
+#endif

@@ -1,0 +1,23 @@
+// Small helpers shared by the media file's creation and write paths.
+#ifndef QUEVARRA_MEDIAFILE_MEDIAFILEUTIL_H
+#define QUEVARRA_MEDIAFILE_MEDIAFILEUTIL_H
+
+#include <stdint.h>
+#include <wchar.h>
+
+#include <string>
+
+namespace qvmedia {
+
+// UTF-8 text of a wide file name for the log ("" for null); characters that
+// are not Unicode scalar values become U+FFFD.
+std::string NarrowName(const wchar_t* name);
+
+// Truncates toward zero, saturating at the type's limits (NaN gives 0): the
+// conversions of out-of-range doubles that would otherwise be undefined.
+int64_t TruncToInt64(double value);
+int32_t TruncToInt32(double value);
+
+}  // namespace qvmedia
+
+#endif

@@ -1,0 +1,123 @@
+// Video frames on their way to the pipeline: resizing with black borders and
+// placement on the output timeline.
+#include <quevarra/qv_mediafile.h>
+
+#include <math.h>
+#include <string.h>
+
+#include "mediafile/MediaFileUtil.h"
+
+namespace {
+
+constexpr double kTicksPerSecond = 10000000.0;
+
+// +1, -1 or 0 when the two rates are within 0.001 of each other (or NaN).
+int CompareRates(double output, double input) {
+    double d = output - input;
+    if (d >= 0.001) return 1;
+    if (d <= -0.001) return -1;
+    return 0;
+}
+
+int64_t SaturatingAdd(int64_t a, int64_t b) {
+    int64_t sum;
+    if (__builtin_add_overflow(a, b, &sum)) return b > 0 ? INT64_MAX : INT64_MIN;
+    return sum;
+}
+
+// The output frame counter saturates rather than overflow on endless streams.
+void CountFrame(int32_t& counter) {
+    if (counter < INT32_MAX) ++counter;
+}
+
+}  // namespace
+
+unsigned MediaFile::_WriteVideoFrame(const MEDIA_FRAME* frame) {
+    if (!frame) return 0;
+    unsigned result = m_PluginMgr.WriteVideoFrame(frame);
+    m_llLastVideoTime = frame->llTimeStamp;
+    return result;
+}
+
+MEDIA_FRAME* MediaFile::GetResizeFrame(const MEDIA_FRAME* frame) {
+    const int W = m_EncParam.video.nWidth;
+    const int H = m_EncParam.video.nHeight;
+    const size_t lumaSize = static_cast<size_t>(W) * static_cast<size_t>(H);
+    const size_t chromaSize =
+        static_cast<size_t>((W + 1) / 2) * static_cast<size_t>((H + 1) / 2);
+    uint8_t* y = m_pResizeBuffer;
+    uint8_t* v = y + lumaSize;
+    uint8_t* u = v + chromaSize;
+
+    // Black wherever the fitted picture does not reach.
+    memset(y, 16, lumaSize);
+    memset(v, 128, 2 * chromaSize);
+
+    const IMAGE_INTERPOLATION method =
+        static_cast<IMAGE_INTERPOLATION>(m_EncParam.video.nInterpolation);
+    m_DstY.pBits = y;
+    m_SrcY.pBits = frame->pPlane[0];
+    m_SrcY.pitch = frame->nPitch[0];
+    ImageResizeY(m_SrcY, m_DstY, method);
+
+    m_SrcUV.pBits = frame->pPlane[2];
+    m_SrcUV.pitch = frame->nPitch[2];
+    m_DstUV.pBits = v;
+    ImageResizeUV(m_SrcUV, m_DstUV, method);
+
+    m_SrcUV.pBits = frame->pPlane[1];
+    m_SrcUV.pitch = frame->nPitch[1];
+    m_DstUV.pBits = u;
+    ImageResizeUV(m_SrcUV, m_DstUV, method);
+
+    memcpy(&m_ResizeFrame, frame, sizeof m_ResizeFrame);
+    m_ResizeFrame.nWidth = W;
+    m_ResizeFrame.nHeight = H;
+    m_ResizeFrame.pPlane[0] = y;
+    m_ResizeFrame.pPlane[1] = u;
+    m_ResizeFrame.pPlane[2] = v;
+    m_ResizeFrame.nPitch[0] = W;
+    m_ResizeFrame.nPitch[1] = (W + 1) / 2;
+    m_ResizeFrame.nPitch[2] = (W + 1) / 2;
+    return &m_ResizeFrame;
+}
+
+unsigned MediaFile::WriteVideoFrame(const MEDIA_FRAME* frame) {
+    if (!frame) return 0;
+
+    if (m_EncParam.dwFileFormat == QV_FOURCC_COPY) {
+        unsigned result = _WriteVideoFrame(frame);
+        CountFrame(m_nOutFrames);
+        return result;
+    }
+
+    const MEDIA_FRAME* F = m_pResizeBuffer ? GetResizeFrame(frame) : frame;
+    const double rate = m_EncParam.video.dFrameRate;
+    const int cmp = CompareRates(rate, m_VideoInfo.fps);
+
+    if (m_PluginMgr.m_bTimestampMode) {
+        if (cmp < 1 && rate != 0.0 && isfinite(rate)) {
+            // A zero or non-finite rate has no frame time, so nothing is thinned.
+            const int64_t T = qvmedia::TruncToInt32(1.0 / rate * kTicksPerSecond);
+            if (m_llLastVideoTime != -1 &&
+                F->llTimeStamp < SaturatingAdd(m_llLastVideoTime, T))
+                return 0;
+        }
+        unsigned result = _WriteVideoFrame(F);
+        CountFrame(m_nOutFrames);
+        return result;
+    }
+
+    // Frame-count mode: the frame belongs at output index N; repeat it until
+    // the output reaches N, or drop it when N is already filled. N stays below
+    // the counter's limit so that counting never overflows.
+    const double seconds = static_cast<double>(F->llStreamTime) / kTicksPerSecond;
+    int64_t N = qvmedia::TruncToInt64(seconds * rate + 0.5);
+    if (N > INT32_MAX - 1) N = INT32_MAX - 1;
+    unsigned sum = 0;
+    for (int64_t repeat = N - m_nOutFrames + 1; repeat > 0; --repeat) {
+        sum += _WriteVideoFrame(F);
+        ++m_nOutFrames;
+    }
+    return sum;
+}

@@ -1,0 +1,317 @@
+// The media file through in-process plugins: pass-through encoders, a recording muxer.
+#include <gtest/gtest.h>
+
+#include <quevarra/qv_mediafile.h>
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+#include "common/TestSupport.h"
+
+namespace {
+
+constexpr uint32_t kVideo = QV_FOURCC('T', 'V', 'I', 'D'), kAudio = QV_FOURCC('T', 'A', 'U', 'D');
+constexpr uint32_t kMux = QV_FOURCC('T', 'M', 'U', 'X');       // frame-count pacing
+constexpr uint32_t kStampMux = QV_FOURCC('T', 'S', 'T', 'P');  // time-stamp pacing
+using Ints = std::vector<int64_t>;
+using Bytes = std::vector<uint8_t>;
+struct Written { MEDIA_FRAME frame; Bytes data; };  // audio keeps a copy of its bytes
+struct State {
+    std::vector<Written> audio, video;
+    std::vector<EncodeParam> created;  // what each encoder instance was created with
+    int closes = 0, reviseWidth = 0;   // non-zero: the video encoder revises the width
+    QVPROGRESS_CALLBACK callback = nullptr;
+    void* user = nullptr;
+    unsigned writeResult = 1;  // returned by every muxer write
+} g;
+ENCODER_MODE g_videoModes[] = {{kVideo, 0}, {0, 0}}, g_audioModes[] = {{kAudio, 0}, {0, 0}};
+
+uint32_t MuxAudio(void*, const void* data, uint32_t) {
+    auto f = static_cast<const MEDIA_FRAME*>(data);
+    auto p = reinterpret_cast<const uint8_t*>(f->pData);
+    return g.audio.push_back({*f, Bytes(p, p + f->nDataSize)}), g.writeResult;
+}
+uint32_t MuxVideo(void*, const void* data) {  // planes stay valid until the next frame
+    return g.video.push_back({*static_cast<const MEDIA_FRAME*>(data), {}}), g.writeResult;
+}
+
+ENCODER_ITEM Encoder(uint32_t code, int type) {
+    ENCODER_ITEM e{};
+    e.dwFourCC = code, e.nType = type, e.pfnClose = [](void*) {};
+    e.pfnCreate = [](uint32_t, EncodeParam* p) -> void* { return g.created.push_back(*p), &g; };
+    e.pfnEncode = [](void*, const MEDIA_FRAME* in, void** out, uint32_t*) { return *out = (void*)in, 1; };
+    e.pfnReviseVideoParam = [](EncodeParam* p) { return p->video.nWidth += g.reviseWidth, 1; };
+    return e;
+}
+FILEFORMAT_ITEM Muxer(uint32_t code, uint32_t flags) {
+    FILEFORMAT_ITEM m{};
+    m.dwFourCC = code, m.dwFlags = flags, m.pAudioModes = g_audioModes, m.pVideoModes = g_videoModes;
+    m.pfnCreateFile = [](const wchar_t*, EncodeParam*) -> void* { return &g; };
+    m.pfnWriteAudio = MuxAudio, m.pfnWriteVideo = MuxVideo;
+    m.pfnCloseFile = [](void*, QVPROGRESS_CALLBACK callback, void* user) {
+        return ++g.closes, g.callback = callback, g.user = user, 1;
+    };
+    return m;
+}
+
+EncodeParam Params(uint32_t container = kMux, int outW = 320, int outH = 240, double rate = 25.0,
+                   int method = 1) {
+    EncodeParam p;
+    QVDefaultEncodeParam(&p);
+    p.video.dwFourCC = kVideo, p.audio.dwFourCC = kAudio, p.dwFileFormat = container;
+    p.video.nWidth = outW, p.video.nHeight = outH, p.video.nResizeMethod = method;
+    return p.video.dFrameRate = rate, p;
+}
+xVideoInfo VideoInfo(int w, int h, double fps, int ax = 0, int ay = 0) {
+    return xVideoInfo{w, h, fps, 0.0, ax, ay, {}, 0};
+}
+xAudioInfo AudioInfo(int rate, int channels, int bits = 16) {
+    return xAudioInfo{rate, channels, bits, rate * channels * bits / 8, 0.0, 0};
+}
+MEDIA_FRAME Block(std::vector<int16_t>& samples, int64_t streamTime, int64_t timeStamp = -5) {
+    MEDIA_FRAME f{};
+    f.pData = samples.data(), f.nDataSize = static_cast<int32_t>(samples.size() * 2);
+    f.llStreamTime = streamTime, f.llTimeStamp = timeStamp, f.nDuration = 1234;
+    return f;
+}
+
+class MediaFileTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        g = State(), CAudioConverter::s_dSpare = 0.0;
+        PluginMgr::m_arEncoder = {Encoder(kVideo, 1), Encoder(kAudio, 0)};
+        PluginMgr::m_arFileFormat = {Muxer(kMux, 0), Muxer(kStampMux, 1), Muxer(QV_FOURCC_COPY, 0)};
+        qvtest::TakeLog();
+    }
+    void TearDown() override { PluginMgr::m_arEncoder.clear(), PluginMgr::m_arFileFormat.clear(); }
+    MediaFile mf;
+};
+using Create = MediaFileTest;
+using AudioPath = MediaFileTest;
+using VideoPath = MediaFileTest;
+std::vector<std::wstring> Tagged(const wchar_t* tag) {  // the log's messages starting with tag
+    std::vector<std::wstring> out;
+    for (const auto& m : qvtest::TakeLog()) m.rfind(tag, 0) ? void() : out.push_back(m);
+    return out;
+}
+// Rows [from, to) of a plane (w wide, packed) all equal to value.
+bool Rows(const uint8_t* plane, int w, int from, int to, uint8_t value) {
+    return std::all_of(plane + from * w, plane + to * w, [&](uint8_t b) { return b == value; });
+}
+
+struct Picture {
+    Picture(int w, int h, uint8_t y, uint8_t u, uint8_t v)
+        : Y(size_t(w) * h, y), U(size_t((w + 1) / 2) * ((h + 1) / 2), u), V(U.size(), v), f{} {
+        f.pPlane[0] = Y.data(), f.pPlane[1] = U.data(), f.pPlane[2] = V.data();
+        f.nWidth = w, f.nHeight = h, f.nPitch[0] = w, f.nPitch[1] = f.nPitch[2] = (w + 1) / 2;
+    }
+    const MEDIA_FRAME* At(int64_t t, int64_t stamp = 0) { return f.llStreamTime = t, f.llTimeStamp = stamp, &f; }
+    Bytes Y, U, V;
+    MEDIA_FRAME f;
+};
+
+}  // namespace
+
+TEST_F(Create, AudioChecksAndConverterChoice) {
+    const struct { int outBits, inBits, outCh, inCh, inRate; const wchar_t* message; } cases[] = {
+        {16, 8, 2, 2, 44100,
+         L"PFile::Create \"m_EncParam.audio.nBitsPerSample != pAudInfo->bitspersample\"\r\n"},
+        {8, 8, 2, 2, 44100, L"PFile::Create \"16 != pAudInfo->bitspersample\"\r\n"},
+        {16, 16, 40, 40, 44100, nullptr},  // 80-byte sample frames
+        {16, 16, 2, 6, 44100, nullptr},    // no mapping from six channels
+        {16, 16, 32, 32, 44100, L""},      // widest frame: accepted, no converter
+        {16, 16, 2, 1, 22050, L""}};       // converter (1, 2, 22050, 44100)
+    for (const auto& c : cases) {
+        EncodeParam p = Params();
+        p.audio.nBitsPerSample = c.outBits, p.audio.nChannels = c.outCh;
+        xAudioInfo ai = AudioInfo(c.inRate, c.inCh, c.inBits);
+        MediaFile file;
+        const bool ok = c.message && !*c.message;
+        const int closes = g.closes;  // a refused file is finished by the muxer
+        EXPECT_EQ(file.Create(L"out", &p, nullptr, &ai), ok ? 1 : 0) << c.outCh << " " << c.inCh;
+        auto failures = Tagged(L"PFile::Create");
+        EXPECT_EQ(Ints({g.closes - closes, int64_t(failures.size()), file.m_nBlockAlign,
+                        file.m_pAudioConverter != nullptr}),
+                  Ints({!ok, !ok, ok ? c.outCh * 2 : 4, ok && c.inRate != 44100}));
+        if (c.message && !ok) {
+            EXPECT_EQ(failures.at(0), c.message);
+        }
+    }
+}
+
+TEST_F(Create, LogShowsTheHostsValuesAlsoOnFailure) {
+    g.reviseWidth = 320;  // a revision does not show
+    EncodeParam p = Params(kMux, 320, 240, 24.0);
+    p.bDisableAudio = 1, p.video.nWidth = 320;
+    xVideoInfo vi = VideoInfo(320, 240, 25.0);
+    vi.duration = 2.5, vi.f = 7;
+    xAudioInfo ai = AudioInfo(22050, 1);
+    ai.duration = 1.25, ai.f = 3;
+    void* h = QVCreateMediaFile(L"d\u00e9mo.mp4", &p, &vi, &ai);
+    ASSERT_NE(h, nullptr);
+    EXPECT_EQ(Tagged(L"QVMakeMediaFile:"),
+              (std::vector<std::wstring>{
+                  L"QVMakeMediaFile: [d\u00e9mo.mp4]\r\n\t\tFlie(TMUX), Video[TVID] (320x240) "
+                  L"24.000000fps, 512000bps 0 0bps Resize:1\t\t                  "
+                  L"DisableAudio[TAUD] 44100Hz 2channels, 128000bps 0 0bps",
+                  L"QVMakeMediaFile: Input Video Info: (320x240) 25.000000fps, 2.500000 seconds, "
+                  L"f[7].",
+                  L"QVMakeMediaFile: Input Audio Info: 22050Hz 1channels, 44100Bytes ps 16bit "
+                  L"1.2500 seconds, f[3]."}));
+    int user = 0;
+    auto cb = [](void*, unsigned, unsigned, unsigned) -> unsigned { return 1; };
+    QVCloseMediaFile(h, cb, &user), QVCloseMediaFile(nullptr, cb, &user);
+    EXPECT_EQ(Ints({g.closes, g.callback == cb, g.user == &user}), Ints({1, 1, 1}));
+
+    p.dwFileFormat = QV_FOURCC('N', 'O', 'N', 'E');
+    EXPECT_EQ(QVCreateMediaFile(L"x.mp4", &p, nullptr, nullptr), nullptr);
+    auto log = qvtest::TakeLog();  // the pipeline's own message comes first
+    ASSERT_GE(log.size(), 2u);
+    EXPECT_EQ(log[log.size() - 2], L"PFile::Create Fail to m_PluginMgr.Create [x.mp4]\r\n");
+    EXPECT_EQ(log.back().rfind(L"QVMakeMediaFile: [x.mp4]\r\n\t\tFlie(NONE)", 0), 0u);
+    EXPECT_EQ(QVCreateMediaFile(L"x.mp4", nullptr, nullptr, nullptr), nullptr);
+    EXPECT_EQ(qvtest::TakeLog(), std::vector<std::wstring>{L"QVMakeMediaFile: [x.mp4] no parameters.\r\n"});
+    EXPECT_EQ(QVWriteAudioData(nullptr, nullptr) + QVWriteVideoFrame(nullptr, nullptr), 0u);
+}
+
+// 44100 Hz stereo output: a first block at 0.5 s follows half a second of
+// silence; then, as if after exactly one second (176400 bytes) ending in
+// (7, -7), holes repeat that frame and overlaps are cut.
+TEST_F(AudioPath, HolesAreFilledAndOverlapsCut) {
+    EncodeParam p = Params(), stamps = Params(kStampMux);
+    xAudioInfo ai = AudioInfo(44100, 2);
+    ASSERT_EQ(mf.Create(L"out", &p, nullptr, &ai), 1);
+    std::vector<int16_t> step(100, 3), small(20000), big(44100);
+    step[98] = 7, step[99] = -7;
+    for (int64_t start : {5000000, 15000000}) {
+        g.audio.clear();
+        MEDIA_FRAME b = Block(step, start);
+        ASSERT_TRUE(mf.WriteAudioData(&b) == 23 && g.audio.size() == 23);  // 22 fillers, the block
+        int64_t time = start - 5000000;
+        for (size_t i = 0; i < 22; ++i) {
+            const MEDIA_FRAME& f = g.audio[i].frame;
+            EXPECT_EQ(Ints({f.nDataSize, f.nDuration, f.llStreamTime, f.llTimeStamp}),
+                      Ints({i < 21 ? 4096 : 2184, i < 21 ? 232200 : 123810, time, time})) << i;
+            time += f.nDuration;
+            for (size_t k = 0; k < g.audio[i].data.size(); k += 4)  // silence, then the last frame
+                ASSERT_EQ(std::memcmp(&g.audio[i].data[k], start == 5000000 ? &small[0] : &step[98], 4), 0);
+        }
+        EXPECT_TRUE(g.audio[22].frame.pData == step.data() && mf.m_llAudioBytes == start / 50 * 8820 / 10000 + 200);
+        mf.m_llAudioBytes = 176400;
+    }
+    MEDIA_FRAME b = Block(step, 10000000);  // in step: handed on as it is
+    g.audio.clear();
+    EXPECT_TRUE(mf.WriteAudioData(&b) == 1 && g.audio.at(0).frame.pData == step.data());
+    mf.m_llAudioBytes = 176400, g.audio.clear();
+    b = Block(small, 7500000);  // 40000 bytes under an overlap of 44096: dropped
+    EXPECT_TRUE(mf.WriteAudioData(&b) == 0 && g.audio.empty());
+    b = Block(big, 7500000, 7500000);
+    ASSERT_EQ(mf.WriteAudioData(&b), 1u);
+    const MEDIA_FRAME& cut = g.audio.at(0).frame;
+    EXPECT_EQ(Ints({cut.nDataSize, (uint8_t*)cut.pData - (uint8_t*)big.data(), cut.llStreamTime,
+                    cut.llTimeStamp}),
+              Ints({44104, 44096, 7500000 + 2499773, 7500000 + 2499773}));
+    b = Block(step, INT64_MAX);  // centuries away: refused, not filled
+    EXPECT_TRUE(mf.WriteAudioData(&b) == 0 && Tagged(L"QVWriteAudioData").size() == 1);
+
+    MediaFile file;  // time-stamp mode: written whole, nothing filled
+    ASSERT_EQ(file.Create(L"out", &stamps, nullptr, &ai), 1);
+    b = Block(step, 15000000), g.audio.clear();
+    EXPECT_TRUE(file.WriteAudioData(&b) == 1 && g.audio.size() == 1);
+}
+
+TEST_F(AudioPath, ConvertedBlocksCarryTheOutputFormatAndLoseNothing) {
+    EncodeParam p = Params();
+    xAudioInfo ai = AudioInfo(22050, 1);
+    ASSERT_EQ(mf.Create(L"out", &p, nullptr, &ai), 1);
+    std::vector<int16_t> mono(100000, 100);  // 400000 output samples: more than one buffer
+    MEDIA_FRAME b = Block(mono, 0);
+    b.nSampleRate = 22050, b.nChannels = 1, mf.WriteAudioData(&b);
+    ASSERT_GT(g.audio.size(), 1u);
+    int64_t total = 0;
+    for (const Written& w : g.audio) {
+        const MEDIA_FRAME& f = w.frame;  // each piece at its own time
+        EXPECT_EQ(Ints({f.nSampleRate, f.nChannels, f.nBitsPerSample, f.nDuration, f.llStreamTime}),
+                  Ints({44100, 2, 16, 1234, total / 4 * 10000000 / 44100}));
+        total += f.nDataSize;
+    }
+    EXPECT_EQ(Ints({total, b.nSampleRate, reinterpret_cast<int16_t*>(mf.m_LastSample)[1]}),
+              Ints({800000, 22050, 100}));
+}
+
+TEST_F(VideoPath, FrameCountModeRepeatsAndDrops) {
+    g.writeResult = 3;
+    EncodeParam p = Params(kMux, 320, 240, 25.0, 1);  // same size, no aspect: nothing to resize
+    xVideoInfo vi = VideoInfo(320, 240, 12.5);
+    ASSERT_EQ(mf.Create(L"out", &p, &vi, nullptr), 1);
+    Picture pic(320, 240, 50, 60, 70);
+    EXPECT_EQ(Ints({mf.WriteVideoFrame(pic.At(0)), mf.WriteVideoFrame(pic.At(800000)),
+                    mf.WriteVideoFrame(pic.At(1600000, 9))}), Ints({3, 6, 6}));  // 1, 2, 2 writes
+    EXPECT_EQ(mf.WriteVideoFrame(pic.At(1600000)) + mf.WriteVideoFrame(pic.At(INT64_MIN)), 0u);
+    EXPECT_EQ(Ints({mf.m_nOutFrames, mf.m_llLastVideoTime, g.video.back().frame.pPlane[0] == pic.Y.data()}),
+              Ints({5, 9, 1}));
+    MediaFile late, file;
+    ASSERT_EQ(late.Create(L"out", &p, &vi, nullptr), 1);
+    EXPECT_EQ(late.WriteVideoFrame(pic.At(10000000)), 26u * 3);  // indices 0 to 25
+
+    // The copy container hands frames on unresized (640x480 into 320x240) and untimed.
+    EncodeParam copy = Params(QV_FOURCC_COPY);
+    xVideoInfo big = VideoInfo(640, 480, 25.0);
+    ASSERT_EQ(file.Create(L"out", &copy, &big, nullptr), 1);
+    Picture large(640, 480, 10, 20, 30);
+    EXPECT_EQ(file.WriteVideoFrame(large.At(0, 5)) + file.WriteVideoFrame(large.At(0, 5)), 6u);
+    EXPECT_EQ(Ints({g.video.back().frame.pPlane[0] == large.Y.data(), file.m_nOutFrames}), Ints({1, 2}));
+}
+
+// The plugins see the corrected rate; the host's record stays as it was.
+TEST_F(VideoPath, TimestampModeThinsFramesThatComeTooFast) {
+    const struct { double out, in, seen; std::vector<int> written; } cases[] = {
+        {25.0, 50.0, 25.0, {0, 2}}, {25.0, 25.0005, 25.0, {0, 2}}, {30.0, 25.0, 30.0, {0, 1, 2, 3}},
+        {0.0, 25.0, 25.0, {0, 2}}, {0.0, 240.0, 30.0, {0, 2}}, {250.0, 25.0, 30.0, {0, 1, 2, 3}},
+        {-0.002, 25.0, -0.002, {0, 1, 2, 3}},
+        {0.0, 0.0, 0.0, {0, 1, 2, 3}}};  // a zero rate has no frame time: nothing thinned
+    Picture pic(320, 240, 1, 2, 3);
+    for (const auto& c : cases) {
+        EncodeParam p = Params(kStampMux, 320, 240, c.out, 0), host = p;
+        xVideoInfo vi = VideoInfo(320, 240, c.in);
+        MediaFile file;
+        ASSERT_EQ(file.Create(L"out", &p, &vi, nullptr), 1);
+        const double seen = g.created.back().video.dFrameRate;  // packed: read by value
+        EXPECT_TRUE(seen == c.seen && !std::memcmp(&p, &host, sizeof p)) << c.out << " vs " << c.in;
+        std::vector<int> written;
+        for (int i = 0; i < 4; ++i)
+            if (file.WriteVideoFrame(pic.At(0, i * 200000))) written.push_back(i);
+        EXPECT_EQ(written, c.written) << c.out << " vs " << c.in;
+    }
+}
+
+// 720x576 at 16:9 letterboxed into 720x576, and cropped into 640x480.
+TEST_F(VideoPath, ResizedFramesHaveBlackBordersAndPlanarLayout) {
+    for (int method : {1, 5}) {
+        const int W = method == 1 ? 720 : 640, H = method == 1 ? 576 : 480, cw = W / 2;
+        EncodeParam p = Params(kMux, W, H, 25.0, method);
+        xVideoInfo vi = VideoInfo(720, 576, 25.0, 16, 9);
+        MediaFile file;
+        Picture pic(720, 576, 200, 60, 180);
+        ASSERT_EQ(file.Create(L"out", &p, &vi, nullptr), 1);
+        for (int r = 0; r < 576; ++r)  // columns that cropping cuts away
+            for (int col : {0, 89, 630, 719}) pic.Y[size_t(r) * 720 + col] = 255;
+        file.WriteVideoFrame(pic.At(0, 44));
+        const MEDIA_FRAME& f = g.video.back().frame;
+        const uint8_t *y = f.pPlane[0], *u = f.pPlane[1], *v = f.pPlane[2];
+        EXPECT_EQ(Ints({f.nWidth, f.nPitch[0], f.nPitch[1], f.nPitch[2], f.llTimeStamp,
+                        v - f.pPlane[0], u - v}),  // Y, V, then U
+                  Ints({W, W, cw, cw, 44, W * H, cw * H / 2}));
+        if (method == 1) {  // letterbox: rows 85..490 carry the picture
+            EXPECT_TRUE(Rows(y, 720, 0, 85, 16) && Rows(y, 720, 491, 576, 16));
+            EXPECT_TRUE(Rows(u, 360, 0, 42, 128) && Rows(v, 360, 246, 288, 128));
+            EXPECT_TRUE(Rows(u, 360, 43, 245, 60) && Rows(v, 360, 43, 245, 180));
+        } else {  // crop: the whole output shows the centre of the source
+            EXPECT_TRUE(Rows(y, 640, 0, 480, 200) && Rows(u, 320, 0, 240, 60) && Rows(v, 320, 0, 240, 180));
+        }
+    }
+    EncodeParam p = Params();  // a fitted sliver under two rows: refused
+    xVideoInfo vi = VideoInfo(4000, 2, 25);
+    EXPECT_TRUE(mf.Create(L"out", &p, &vi, nullptr) == 0 && Tagged(L"PFile::Create").size() == 1);
+}
