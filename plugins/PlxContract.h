@@ -34,8 +34,9 @@
  * failure or for data that cannot be this muxer's.
  *
  * Progress callback of pfnCloseFile: callback(user, done, total, stage) with
- * done <= total in units of the stage. Stages: 1 = writing the final packets
- * (done/total count packets), 2 = moving the index to the front of an MP4/MOV
+ * done <= total in units of the stage. Stages: 1 = writing packets held back
+ * until close because a stream never described itself before (done/total
+ * count packets), 2 = moving the index to the front of an MP4/MOV
  * file for fast start (done/total count 1/1000 steps of the work), 3 = file
  * finished (done == total == 1, called once). Any return value is ignored.
  */

@@ -70,7 +70,7 @@ struct Probe {
 Probe ProbeFile(const std::string& path);
 // Output of a full decode with ffmpeg -v error: empty when the file is clean.
 std::string DecodeErrors(const std::string& path);
-std::string Run(const std::string& command);
+std::string Shell(const std::string& command);
 double Num(const std::map<std::string, std::string>& m, const std::string& key);
 double Ratio(const std::string& text);  // "30000/1001"
 

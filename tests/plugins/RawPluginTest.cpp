@@ -83,7 +83,7 @@ TEST_F(RawFiles, Y4mKeepsAnNtscRateExactAndEveryPixel) {
     // The third frame, decoded, is the picture we painted (planes in Y, U, V order).
     Picture pic(33, 17);
     pic.Paint(2);
-    std::string raw = plxtest::Run("ffmpeg -nostdin -v error -i '" + path +
+    std::string raw = plxtest::Shell("ffmpeg -nostdin -v error -i '" + path +
                           "' -vf 'select=eq(n\\,2)' -frames:v 1 -f rawvideo -pix_fmt yuv420p - 2>&1");
     std::string expect(pic.y.begin(), pic.y.end());
     expect.append(pic.u.begin(), pic.u.end());

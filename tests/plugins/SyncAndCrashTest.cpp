@@ -1,0 +1,122 @@
+// Timing after a real decode (a flash and a beep stay together), and files
+// left by a writer killed mid-file.
+#include <gtest/gtest.h>
+
+#include "common/TestSupport.h"
+#include "plugins/PlxDriver.h"
+
+#include <math.h>
+#include <signal.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <sstream>
+
+using namespace plxtest;
+
+namespace {
+
+// Time of the first frame for which ffmpeg's metadata printer reports `key`
+// above `threshold`; -1 when none does.
+double FirstTimeAbove(const std::string& text, const std::string& key, double threshold) {
+    std::istringstream in(text);
+    std::string line;
+    double t = -1;
+    while (std::getline(in, line)) {
+        size_t pos = line.find("pts_time:");
+        if (pos != std::string::npos) t = atof(line.c_str() + pos + 9);
+        if (line.compare(0, key.size() + 1, key + "=") == 0) {
+            std::string value = line.substr(key.size() + 1);
+            if (value != "-inf" && atof(value.c_str()) > threshold) return t;
+        }
+    }
+    return -1;
+}
+
+TEST(AvSync, AFlashAndABeepWrittenTogetherDecodeTogether) {
+    std::string dir = qvtest::MakeTempDir("qvsync");
+    std::string path = dir + "/sync.mp4";
+    EncodeParam param{};
+    param.dwFileFormat = QV_FOURCC('M', 'P', '4', ' ');
+    param.video = {QV_FOURCC('H', '2', '6', '4'), 0, 12, 160, 120, 25.0, 0, 400000, 0, 0, 0, {0}};
+    param.audio = {QV_FOURCC('A', 'A', 'C', ' '), 48000, 2, 16, 0, 128000, 0};
+    Pipeline p;
+    std::string error;
+    ASSERT_TRUE(p.Create(path, &param, &error)) << error;
+    // 3 s; at 1.2 s the picture turns white for three frames and a tone sounds.
+    Picture pic(160, 120);
+    const int flashFrame = 30, beepStart = 48000 * 6 / 5, beepLength = 4800;
+    for (int i = 0; i < 75; ++i) {
+        pic.Paint(0, i >= flashFrame && i < flashFrame + 3);
+        MEDIA_FRAME f = pic.Frame(i * 400000LL);
+        p.WriteVideo(&f);
+        const int64_t first = i * 1920LL;
+        std::vector<int16_t> s(1920 * 2, 0);
+        for (int k = 0; k < 1920; ++k) {
+            int64_t n = first + k;
+            if (n >= beepStart && n < beepStart + beepLength)
+                s[2 * k] = s[2 * k + 1] = static_cast<int16_t>(12000 * sin(2 * M_PI * 1000 * n / 48000.0));
+        }
+        MEDIA_FRAME b = AudioBlock(s, 48000, 2, i * 400000LL);
+        p.WriteAudio(&b);
+    }
+    p.Close();
+    std::string video = Shell("ffmpeg -nostdin -v error -i '" + path +
+                              "' -an -vf 'signalstats,metadata=mode=print:key=lavfi.signalstats.YAVG:file=-'"
+                              " -f null - 2>&1");
+    std::string audio = Shell("ffmpeg -nostdin -v error -i '" + path +
+                              "' -vn -af 'asetnsamples=n=240,astats=metadata=1:reset=1,"
+                              "ametadata=mode=print:key=lavfi.astats.Overall.RMS_level:file=-' -f null - 2>&1");
+    double flash = FirstTimeAbove(video, "lavfi.signalstats.YAVG", 200);
+    double beep = FirstTimeAbove(audio, "lavfi.astats.Overall.RMS_level", -30);
+    EXPECT_NEAR(flash, 1.2, 0.001) << video.substr(0, 400);
+    EXPECT_NEAR(beep, flash, 1.0 / 25) << audio.substr(0, 400);
+    qvtest::RemoveTree(dir);
+}
+
+// Starts the writer, waits until it has three seconds in the file, kills it.
+void KillWriterMidFile(const std::string& container, const std::string& path) {
+    int fds[2];
+    ASSERT_EQ(pipe(fds), 0);
+    pid_t pid = fork();
+    ASSERT_GE(pid, 0);
+    if (pid == 0) {
+        dup2(fds[1], STDOUT_FILENO);
+        close(fds[0]);
+        execl(QV_KILL_WRITER, QV_KILL_WRITER, container.c_str(), path.c_str(), static_cast<char*>(nullptr));
+        _exit(127);
+    }
+    close(fds[1]);
+    char buf[16] = {0};
+    ssize_t n = read(fds[0], buf, sizeof buf - 1);
+    close(fds[0]);
+    kill(pid, SIGKILL);
+    int status = 0;
+    waitpid(pid, &status, 0);
+    ASSERT_GT(n, 0) << "the writer never got going";
+    ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
+}
+
+TEST(KilledWriter, MatroskaAndFragmentedMp4KeepWhatWasWritten) {
+    std::string dir = qvtest::MakeTempDir("qvkill");
+    for (const char* container : {"MKV ", "FMP4"}) {
+        SCOPED_TRACE(container);
+        std::string path = dir + "/cut." + (container[0] == 'M' ? "mkv" : "mp4");
+        KillWriterMidFile(container, path);
+        // At least the first two seconds (clusters of one second, fragments
+        // of one key-frame interval) must decode.
+        std::string frames = Shell("ffprobe -v error -count_frames -select_streams v "
+                                   "-show_entries stream=nb_read_frames -of csv=p=0 '" + path + "' 2>/dev/null");
+        EXPECT_GE(atoi(frames.c_str()), 50) << frames;
+        std::string audio = Shell("ffprobe -v error -select_streams a -show_entries stream=codec_name "
+                                  "-of csv=p=0 '" + path + "' 2>/dev/null");
+        EXPECT_EQ(audio, "aac\n");
+        std::string rc = Shell("ffmpeg -nostdin -v quiet -i '" + path + "' -f null - ; echo $?");
+        EXPECT_EQ(rc, "0\n");
+    }
+    qvtest::RemoveTree(dir);
+}
+
+}  // namespace
