@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "PlxContract.h"
+
+#include <quevarra/qv_plugin.h>
 #include "common/TestSupport.h"
 #include "plugins/PlxDriver.h"
 
@@ -60,6 +62,16 @@ const Case kCases[] = {
     {"M4A ", nullptr, "AAC ", "m4a", nullptr, "aac", 0, 0, 25, 44100, 2, 1024},
 };
 
+TEST_F(FfmpegFiles, TheLibraryPublishesEveryContainer) {
+    ASSERT_TRUE(InitLibraryPlugins());
+    std::set<std::string> published;
+    for (const FILEFORMAT_INFO* f = QVGetFileFormatInfos(); f && f->dwFourCC; ++f)
+        published.insert(std::string(reinterpret_cast<const char*>(&f->dwFourCC), 4));
+    for (const char* m : {"MP4 ", "MOV ", "MKV ", "AVI ", "WEBM", "M4A ", "FMP4", "WAV ", "Y4M "})
+        EXPECT_EQ(published.count(m), 1u) << m;
+}
+
+// Through QVCreateMediaFile, QVWrite* and QVCloseMediaFile.
 TEST_F(FfmpegFiles, EveryContainerWritesAFileFfprobeAndFfmpegAccept) {
     const double seconds = 2.0;
     for (const Case& c : kCases) {
@@ -67,8 +79,7 @@ TEST_F(FfmpegFiles, EveryContainerWritesAFileFfprobeAndFfmpegAccept) {
         std::string path = dir + "/out." + c.ext;
         EncodeParam param = Param(c.container, c.video, c.audio, c.w, c.h, c.fps, c.rate, c.channels);
         Pipeline p;
-        std::string error;
-        ASSERT_TRUE(p.Create(path, &param, &error)) << error;
+        ASSERT_TRUE(p.CreateViaLibrary(path, param));
         WriteAV(p, param, seconds, c.video != nullptr, true);
         p.Close();
         Probe probe = ProbeFile(path);

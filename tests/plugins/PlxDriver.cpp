@@ -9,6 +9,9 @@
 
 #include <algorithm>
 
+#include <quevarra/qv_mediafile.h>
+#include <quevarra/qv_plugin.h>
+
 namespace plxtest {
 
 std::string BundleDir() { return QV_BUNDLE_DIR; }
@@ -101,7 +104,28 @@ bool Pipeline::Create(const std::string& path, EncodeParam* param, std::string* 
     return true;
 }
 
+bool InitLibraryPlugins() {
+    static bool ok = [] {
+        std::string bundle = BundleDir();
+        bundle.resize(bundle.size() - strlen("/Contents/MacOS"));
+        setenv("QUEVARRA_BUNDLE", bundle.c_str(), 1);
+        return QVInitPlugins() != 0 && QVGetFileFormatInfos() != nullptr;
+    }();
+    return ok;
+}
+
+bool Pipeline::CreateViaLibrary(const std::string& path, const EncodeParam& param) {
+    if (!InitLibraryPlugins()) return false;
+    xVideoInfo vi = {param.video.nWidth, param.video.nHeight, param.video.dFrameRate, 0.0, 0, 0, {0}, 0};
+    xAudioInfo ai = {param.audio.nSampleRate, param.audio.nChannels, 16,
+                     param.audio.nSampleRate * param.audio.nChannels * 2, 0.0, 0};
+    std::wstring wpath = Widen(path);
+    m_media = QVCreateMediaFile(wpath.c_str(), &param, &vi, &ai);
+    return m_media != nullptr;
+}
+
 unsigned Pipeline::WriteVideo(const MEDIA_FRAME* frame) {
+    if (m_media) return QVWriteVideoFrame(m_media, frame);
     if (!m_file || !frame) return 0;
     if (m_vInline) return m_mux->pfnWriteVideo(m_file, frame);
     if (!m_hv) return 0;
@@ -111,6 +135,7 @@ unsigned Pipeline::WriteVideo(const MEDIA_FRAME* frame) {
 }
 
 unsigned Pipeline::WriteAudio(const MEDIA_FRAME* block) {
+    if (m_media) return QVWriteAudioData(m_media, block);
     if (!m_file || !block || block->nDataSize == 0) return 0;
     if (m_aInline) return m_mux->pfnWriteAudio(m_file, block, 0);
     if (!m_ha) return 0;
@@ -121,6 +146,8 @@ unsigned Pipeline::WriteAudio(const MEDIA_FRAME* block) {
 }
 
 void Pipeline::Close(QVPROGRESS_CALLBACK callback, void* user) {
+    if (m_media) QVCloseMediaFile(m_media, callback, user);
+    m_media = nullptr;
     if (m_file) {
         if (m_ha && m_aenc->pfnGetAudioExtra) {
             uintptr_t w1 = 0, w2 = 0;

@@ -29,6 +29,9 @@ public:
     ~Pipeline();
     // False (with the reason in error) where the library would fail.
     bool Create(const std::string& path, EncodeParam* param, std::string* error);
+    // The same file through the library itself (QVCreateMediaFile and the
+    // QVWrite functions), the host's streams described as the output's.
+    bool CreateViaLibrary(const std::string& path, const EncodeParam& param);
     unsigned WriteVideo(const MEDIA_FRAME* frame);
     unsigned WriteAudio(const MEDIA_FRAME* block);
     void Close(QVPROGRESS_CALLBACK callback = nullptr, void* user = nullptr);
@@ -42,7 +45,12 @@ private:
     void* m_hv = nullptr;
     void* m_ha = nullptr;
     bool m_vInline = false, m_aInline = false;
+    void* m_media = nullptr;
 };
+
+// QVInitPlugins with the build tree's bundle, once per process; false when
+// it found nothing.
+bool InitLibraryPlugins();
 
 // Synthetic sources: a moving picture and a tone.
 struct Picture {

@@ -1,5 +1,5 @@
-// plxraw.dylib: WAV and Y4M files read back by ffprobe/ffmpeg, and the
-// revise entries of the raw codecs.
+// plxraw.dylib: WAV and Y4M files written through the library and read back
+// by ffprobe/ffmpeg, and the revise entries of the raw codecs.
 #include <gtest/gtest.h>
 
 #include "common/PlxCommon.h"
@@ -46,10 +46,7 @@ TEST_F(RawFiles, WavHoldsExactlyTheAudioWrittenInEitherLayout) {
         std::string path = dir + "/tone" + std::to_string(channels) + ".wav";
         EncodeParam param = AudioParam(22050, channels);
         Pipeline p;
-        std::string error;
-        ASSERT_TRUE(p.Create(path, &param, &error)) << error;
-        EXPECT_TRUE(p.timestampMode);  // audio-only
-        EXPECT_EQ(param.bDisableVideo, 1);
+        ASSERT_TRUE(p.CreateViaLibrary(path, param));
         WriteAV(p, param, 1.5, false, true);
         p.Close();
         Probe probe = ProbeFile(path);
@@ -67,9 +64,7 @@ TEST_F(RawFiles, Y4mKeepsAnNtscRateExactAndEveryPixel) {
     std::string path = dir + "/clip.y4m";
     EncodeParam param = VideoParam(33, 17, 29.97);  // odd sizes round chroma up
     Pipeline p;
-    std::string error;
-    ASSERT_TRUE(p.Create(path, &param, &error)) << error;
-    EXPECT_FALSE(p.timestampMode);
+    ASSERT_TRUE(p.CreateViaLibrary(path, param));
     WriteAV(p, param, 1.0, true, false);
     p.Close();
     Probe probe = ProbeFile(path);

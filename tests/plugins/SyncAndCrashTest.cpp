@@ -43,8 +43,7 @@ TEST(AvSync, AFlashAndABeepWrittenTogetherDecodeTogether) {
     param.video = {QV_FOURCC('H', '2', '6', '4'), 0, 12, 160, 120, 25.0, 0, 400000, 0, 0, 0, {0}};
     param.audio = {QV_FOURCC('A', 'A', 'C', ' '), 48000, 2, 16, 0, 128000, 0};
     Pipeline p;
-    std::string error;
-    ASSERT_TRUE(p.Create(path, &param, &error)) << error;
+    ASSERT_TRUE(p.CreateViaLibrary(path, param));
     // 3 s; at 1.2 s the picture turns white for three frames and a tone sounds.
     Picture pic(160, 120);
     const int flashFrame = 30, beepStart = 48000 * 6 / 5, beepLength = 4800;
