@@ -9,14 +9,11 @@
 
 #include <string>
 
+#include "common/PlxText.h"
+
 #define PLX_EXPORT extern "C" __attribute__((visibility("default")))
 
 namespace plx {
-
-// UTF-32 wide text to UTF-8; code points that are not scalar values become U+FFFD.
-std::string WideToUtf8(const wchar_t* text);
-// UTF-8 to wide text; malformed bytes become U+FFFD.
-std::wstring Utf8ToWide(const std::string& text);
 
 // An exact ratio for a frame rate: 29.97 gives 30000/1001, 25 gives 25/1,
 // others the closest ratio with a denominator up to 1001000. False for rates

@@ -10,26 +10,9 @@
 
 #include <string>
 
-namespace {
+#include "common/PlxText.h"
 
-void AppendUtf8(std::string& out, uint32_t c) {
-    if (c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF)) c = 0xFFFD;
-    if (c < 0x80) {
-        out += static_cast<char>(c);
-    } else if (c < 0x800) {
-        out += static_cast<char>(0xC0 | (c >> 6));
-        out += static_cast<char>(0x80 | (c & 0x3F));
-    } else if (c < 0x10000) {
-        out += static_cast<char>(0xE0 | (c >> 12));
-        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (c & 0x3F));
-    } else {
-        out += static_cast<char>(0xF0 | (c >> 18));
-        out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (c & 0x3F));
-    }
-}
+namespace {
 
 bool WriteAll(int fd, const char* data, size_t size) {
     while (size > 0) {
@@ -50,8 +33,7 @@ bool WriteAll(int fd, const char* data, size_t size) {
 extern "C" __attribute__((visibility("default"))) int Log(const wchar_t* message) {
     const char* target = getenv("QUEVARRA_LOG");
     if (!target || !*target || !message) return 0;
-    std::string text;
-    for (const wchar_t* p = message; *p; ++p) AppendUtf8(text, static_cast<uint32_t>(*p));
+    const std::string text = plx::WideToUtf8(message);
     if (text.empty()) return 0;
     if (strcmp(target, "-") == 0) return WriteAll(STDERR_FILENO, text.data(), text.size()) ? 1 : 0;
     int fd = open(target, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
