@@ -153,21 +153,24 @@ int64_t StampOf(long long index, int64_t num, int64_t den) {
     return static_cast<int64_t>((scaled + num / 2) / num);
 }
 
+// Where the library looks for plugins, for messages.
+std::string PluginDirectory() {
+    char app[512] = {0};
+    GetAppPathA(app, 511);
+    return std::string(app) + "/Encoder";
+}
+
 int RunList(const Options& options) {
     LogCapture log(options.verbose);
     const unsigned opened = QVInitPlugins();
     PluginScope scope;
     if (!opened) {
-        char app[512] = {0};
-        GetAppPathA(app, 511);
-        Say(std::string("cannot open the plugin directory ") + app + "/Encoder");
+        Say("cannot open the plugin directory " + PluginDirectory());
         SayLogTail(log);
         return kExitLibrary;
     }
     if (PrintFormatList(stdout) == 0) {
-        char app[512] = {0};
-        GetAppPathA(app, 511);
-        Say(std::string("no file formats found in ") + app + "/Encoder");
+        Say("no file formats found in " + PluginDirectory());
         SayLogTail(log);
         return kExitLibrary;
     }
@@ -264,9 +267,7 @@ int RunJob(const Options& o) {
     const unsigned opened = QVInitPlugins();
     PluginScope scope;
     if (!opened) {
-        char app[512] = {0};
-        GetAppPathA(app, 511);
-        Say(std::string("cannot open the plugin directory ") + app + "/Encoder");
+        Say("cannot open the plugin directory " + PluginDirectory());
         SayLogTail(log);
         return kExitLibrary;
     }
