@@ -2,6 +2,8 @@
 // the containers written through libavformat.
 #include "ffmpeg/FfCodecs.h"
 
+#include <stdlib.h>
+
 #include "PlxContract.h"
 #include "common/PlxCommon.h"
 
@@ -69,6 +71,9 @@ void ProbeAll() {
         // FFmpeg chats on standard error at its default level; our failures
         // go to the log instead. A host that chose a level keeps it.
         if (av_log_get_level() == AV_LOG_INFO) av_log_set_level(AV_LOG_ERROR);
+        // SVT-AV1 prints a banner on every encoder it opens unless its own log
+        // level (read from the environment) says errors only; kept if set.
+        setenv("SVT_LOG", "1", 0);
         t_probing = true;
         for (size_t i = 0; i < kSpecCount; ++i) {
             for (const char* name : kSpecs[i].candidates) {
