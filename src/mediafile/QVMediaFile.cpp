@@ -49,11 +49,18 @@ extern "C" {
 void* QVCreateMediaFile(const wchar_t* fileName, const EncodeParam* param,
                         const xVideoInfo* videoInfo, const xAudioInfo* audioInfo) {
     MediaFile* file = new (std::nothrow) MediaFile();
-    if (file && !file->Create(fileName, param, videoInfo, audioInfo)) {
+    try {
+        if (file && !file->Create(fileName, param, videoInfo, audioInfo)) {
+            delete file;
+            file = nullptr;
+        }
+        LogCreation(fileName, param, videoInfo, audioInfo);
+    } catch (...) {
+        // Only the log's text buffers can throw (out of memory); no exception
+        // may cross this C entry point, and a half-made file is no use.
         delete file;
         file = nullptr;
     }
-    LogCreation(fileName, param, videoInfo, audioInfo);
     return file;
 }
 
