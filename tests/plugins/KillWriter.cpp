@@ -4,8 +4,6 @@
 #include "plugins/PlxDriver.h"
 
 #include <stdio.h>
-#include <stdlib.h>
-#include <string.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -14,14 +12,9 @@ using namespace plxtest;
 int main(int argc, char** argv) {
     if (argc != 3) return 2;
     EncodeParam param{};
-    const char* c = argv[1];
-    param.dwFileFormat = QV_FOURCC(c[0], c[1], c[2], c[3]);
-    param.video.dwFourCC = QV_FOURCC('H', '2', '6', '4');
-    param.video.nWidth = 160;
-    param.video.nHeight = 120;
-    param.video.dFrameRate = 25;
-    param.video.nBitRate = 300000;
-    param.audio = {QV_FOURCC('A', 'A', 'C', ' '), 48000, 2, 16, 0, 96000, 0};
+    param.dwFileFormat = Code(argv[1]);
+    param.video = {Code("H264"), 0, 12, 160, 120, 25.0, 0, 300000, 0, 0, 0, {0}};
+    param.audio = {Code("AAC "), 48000, 2, 16, 0, 96000, 0};
     Pipeline p;
     std::string error;
     if (!p.Create(argv[2], &param, &error)) {

@@ -63,8 +63,6 @@ int Inline(const ENCODER_MODE* modes, uint32_t fourcc) {
 std::wstring Widen(const std::string& s) { return std::wstring(s.begin(), s.end()); }
 }  // namespace
 
-Pipeline::~Pipeline() { Close(); }
-
 bool Pipeline::Create(const std::string& path, EncodeParam* param, std::string* error) {
     const Registry& reg = Plugins();
     m_mux = reg.Muxer(param->dwFileFormat);
@@ -100,11 +98,10 @@ bool Pipeline::Create(const std::string& path, EncodeParam* param, std::string* 
     std::wstring wpath = Widen(path);
     m_file = m_mux->pfnCreateFile(wpath.c_str(), param);
     if (!m_file) return fail("file not created");
-    timestampMode = (m_mux->dwFlags & 1) || (m_aenc && !m_venc);
     return true;
 }
 
-bool InitLibraryPlugins() {
+static bool InitLibraryPlugins() {
     static bool ok = [] {
         std::string bundle = BundleDir();
         bundle.resize(bundle.size() - strlen("/Contents/MacOS"));
@@ -246,14 +243,6 @@ void WriteAV(Pipeline& p, const EncodeParam& param, double seconds, bool video, 
     }
 }
 
-const std::map<std::string, std::string>* Probe::Stream(const std::string& type) const {
-    for (const auto& s : streams) {
-        auto it = s.find("codec_type");
-        if (it != s.end() && it->second == type) return &s;
-    }
-    return nullptr;
-}
-
 std::string Shell(const std::string& command) {
     std::string out;
     FILE* p = popen(command.c_str(), "r");
@@ -265,48 +254,31 @@ std::string Shell(const std::string& command) {
     return out;
 }
 
-Probe ProbeFile(const std::string& path) {
-    Probe probe;
-    std::string text = Shell("ffprobe -v error -count_packets -show_entries "
-                           "stream=codec_type,codec_name,width,height,r_frame_rate,avg_frame_rate,"
-                           "nb_read_packets,sample_rate,channels,duration:format=format_name,duration "
-                           "'" + path + "' 2>&1");
-    std::map<std::string, std::string>* cur = nullptr;
-    size_t pos = 0;
-    while (pos < text.size()) {
-        size_t end = text.find('\n', pos);
-        if (end == std::string::npos) end = text.size();
-        std::string line = text.substr(pos, end - pos);
-        pos = end + 1;
-        if (line == "[STREAM]") {
-            probe.streams.emplace_back();
-            cur = &probe.streams.back();
-        } else if (line == "[FORMAT]") {
-            cur = &probe.format;
-        } else if (line[0] == '[') {
-            cur = nullptr;
-        } else if (cur) {
-            size_t eq = line.find('=');
-            if (eq != std::string::npos) (*cur)[line.substr(0, eq)] = line.substr(eq + 1);
-        }
+Fields ProbeStream(const std::string& path, char type) {
+    std::string text = Shell(std::string("ffprobe -v error -count_packets -select_streams ") + type +
+                             " -show_entries stream=codec_name,width,height,r_frame_rate,avg_frame_rate,"
+                             "nb_read_packets,sample_rate,channels,duration:format=duration "
+                             "-of default=nw=1 '" + path + "' 2>&1");
+    Fields fields;  // the stream comes first; N/A never lands, so the file's duration fills in
+    for (size_t pos = 0, end; pos < text.size(); pos = end + 1) {
+        end = std::min(text.find('\n', pos), text.size());
+        size_t eq = text.find('=', pos);
+        if (eq < end && text.compare(eq + 1, end - eq - 1, "N/A") != 0)
+            fields.emplace(text.substr(pos, eq - pos), text.substr(eq + 1, end - eq - 1));
     }
-    return probe;
+    return fields;
 }
 
 std::string DecodeErrors(const std::string& path) {
     return Shell("ffmpeg -nostdin -v error -i '" + path + "' -f null - 2>&1");
 }
 
-double Num(const std::map<std::string, std::string>& m, const std::string& key) {
+double Num(const Fields& m, const std::string& key) {
     auto it = m.find(key);
-    return it == m.end() || it->second == "N/A" ? NAN : atof(it->second.c_str());
-}
-
-double Ratio(const std::string& text) {
-    size_t slash = text.find('/');
-    if (slash == std::string::npos) return atof(text.c_str());
-    double d = atof(text.c_str() + slash + 1);
-    return d == 0 ? NAN : atof(text.c_str()) / d;
+    if (it == m.end()) return NAN;
+    size_t slash = it->second.find('/');
+    double den = slash == std::string::npos ? 1 : atof(it->second.c_str() + slash + 1);
+    return den == 0 ? NAN : atof(it->second.c_str()) / den;
 }
 
 }  // namespace plxtest

@@ -7,7 +7,6 @@
 
 #include <math.h>
 #include <signal.h>
-#include <stdio.h>
 #include <stdlib.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -39,9 +38,9 @@ TEST(AvSync, AFlashAndABeepWrittenTogetherDecodeTogether) {
     std::string dir = qvtest::MakeTempDir("qvsync");
     std::string path = dir + "/sync.mp4";
     EncodeParam param{};
-    param.dwFileFormat = QV_FOURCC('M', 'P', '4', ' ');
-    param.video = {QV_FOURCC('H', '2', '6', '4'), 0, 12, 160, 120, 25.0, 0, 400000, 0, 0, 0, {0}};
-    param.audio = {QV_FOURCC('A', 'A', 'C', ' '), 48000, 2, 16, 0, 128000, 0};
+    param.dwFileFormat = Code("MP4 ");
+    param.video = {Code("H264"), 0, 12, 160, 120, 25.0, 0, 400000, 0, 0, 0, {0}};
+    param.audio = {Code("AAC "), 48000, 2, 16, 0, 128000, 0};
     Pipeline p;
     ASSERT_TRUE(p.CreateViaLibrary(path, param));
     // 3 s; at 1.2 s the picture turns white for three frames and a tone sounds.
@@ -109,9 +108,7 @@ TEST(KilledWriter, MatroskaAndFragmentedMp4KeepWhatWasWritten) {
         std::string frames = Shell("ffprobe -v error -count_frames -select_streams v "
                                    "-show_entries stream=nb_read_frames -of csv=p=0 '" + path + "' 2>/dev/null");
         EXPECT_GE(atoi(frames.c_str()), 50) << frames;
-        std::string audio = Shell("ffprobe -v error -select_streams a -show_entries stream=codec_name "
-                                  "-of csv=p=0 '" + path + "' 2>/dev/null");
-        EXPECT_EQ(audio, "aac\n");
+        EXPECT_EQ(ProbeStream(path, 'a')["codec_name"], "aac");
         std::string rc = Shell("ffmpeg -nostdin -v quiet -i '" + path + "' -f null - ; echo $?");
         EXPECT_EQ(rc, "0\n");
     }
