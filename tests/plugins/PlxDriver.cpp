@@ -54,114 +54,27 @@ const Registry& Plugins() {
     return reg;
 }
 
-namespace {
-int Inline(const ENCODER_MODE* modes, uint32_t fourcc) {
-    for (; modes && modes->dwFourCC; ++modes)
-        if (modes->dwFourCC == fourcc) return modes->bInline;
-    return 0;
-}
-std::wstring Widen(const std::string& s) { return std::wstring(s.begin(), s.end()); }
-}  // namespace
-
-bool Pipeline::Create(const std::string& path, EncodeParam* param, std::string* error) {
-    const Registry& reg = Plugins();
-    m_mux = reg.Muxer(param->dwFileFormat);
-    if (!m_mux) return *error = "no muxer", false;
-    if (!m_mux->pAudioModes) param->bDisableAudio = 1;
-    if (!m_mux->pVideoModes) param->bDisableVideo = 1;
-    auto fail = [&](const char* why) {
-        if (m_hv) m_venc->pfnClose(m_hv);
-        if (m_ha) m_aenc->pfnClose(m_ha);
-        m_hv = m_ha = nullptr;
-        m_venc = m_aenc = nullptr;
-        *error = why;
-        return false;
-    };
-    if (!param->bDisableVideo) {
-        m_venc = reg.Encoder(param->video.dwFourCC);
-        if (!m_venc || m_venc->nType != 1) return fail("no video encoder");
-        if (m_venc->pfnReviseVideoParam && !m_venc->pfnReviseVideoParam(param))
-            return fail("video revise refused");
-        m_vInline = Inline(m_mux->pVideoModes, param->video.dwFourCC) != 0;
-        if (!m_vInline && !(m_hv = m_venc->pfnCreate(param->video.dwFourCC, param)))
-            param->bDisableVideo = 1;
-    }
-    if (!param->bDisableAudio) {
-        m_aenc = reg.Encoder(param->audio.dwFourCC);
-        if (!m_aenc || m_aenc->nType != 0) return fail("no audio encoder");
-        if (m_aenc->pfnReviseAudioParam && !m_aenc->pfnReviseAudioParam(&param->audio))
-            return fail("audio revise refused");
-        m_aInline = Inline(m_mux->pAudioModes, param->audio.dwFourCC) != 0;
-        if (!m_aInline && !(m_ha = m_aenc->pfnCreate(param->audio.dwFourCC, param)))
-            param->bDisableAudio = 1;
-    }
-    std::wstring wpath = Widen(path);
-    m_file = m_mux->pfnCreateFile(wpath.c_str(), param);
-    if (!m_file) return fail("file not created");
-    return true;
-}
-
-static bool InitLibraryPlugins() {
+bool Pipeline::Create(const std::string& path, const EncodeParam& param) {
     static bool ok = [] {
         std::string bundle = BundleDir();
         bundle.resize(bundle.size() - strlen("/Contents/MacOS"));
         setenv("QUEVARRA_BUNDLE", bundle.c_str(), 1);
         return QVInitPlugins() != 0 && QVGetFileFormatInfos() != nullptr;
     }();
-    return ok;
-}
-
-bool Pipeline::CreateViaLibrary(const std::string& path, const EncodeParam& param) {
-    if (!InitLibraryPlugins()) return false;
     xVideoInfo vi = {param.video.nWidth, param.video.nHeight, param.video.dFrameRate, 0.0, 0, 0, {0}, 0};
     xAudioInfo ai = {param.audio.nSampleRate, param.audio.nChannels, 16,
                      param.audio.nSampleRate * param.audio.nChannels * 2, 0.0, 0};
-    std::wstring wpath = Widen(path);
-    m_media = QVCreateMediaFile(wpath.c_str(), &param, &vi, &ai);
+    std::wstring wpath(path.begin(), path.end());
+    m_media = ok ? QVCreateMediaFile(wpath.c_str(), &param, &vi, &ai) : nullptr;
     return m_media != nullptr;
 }
 
-unsigned Pipeline::WriteVideo(const MEDIA_FRAME* frame) {
-    if (m_media) return QVWriteVideoFrame(m_media, frame);
-    if (!m_file || !frame) return 0;
-    if (m_vInline) return m_mux->pfnWriteVideo(m_file, frame);
-    if (!m_hv) return 0;
-    void* slot = nullptr;
-    m_venc->pfnEncode(m_hv, frame, &slot, nullptr);
-    return m_mux->pfnWriteVideo(m_file, slot);
-}
-
-unsigned Pipeline::WriteAudio(const MEDIA_FRAME* block) {
-    if (m_media) return QVWriteAudioData(m_media, block);
-    if (!m_file || !block || block->nDataSize == 0) return 0;
-    if (m_aInline) return m_mux->pfnWriteAudio(m_file, block, 0);
-    if (!m_ha) return 0;
-    void* slot = nullptr;
-    uint32_t word = 0;
-    m_aenc->pfnEncode(m_ha, block, &slot, &word);
-    return m_mux->pfnWriteAudio(m_file, slot, word);
-}
+unsigned Pipeline::WriteVideo(const MEDIA_FRAME* frame) { return QVWriteVideoFrame(m_media, frame); }
+unsigned Pipeline::WriteAudio(const MEDIA_FRAME* block) { return QVWriteAudioData(m_media, block); }
 
 void Pipeline::Close(QVPROGRESS_CALLBACK callback, void* user) {
     if (m_media) QVCloseMediaFile(m_media, callback, user);
     m_media = nullptr;
-    if (m_file) {
-        if (m_ha && m_aenc->pfnGetAudioExtra) {
-            uintptr_t w1 = 0, w2 = 0;
-            m_aenc->pfnGetAudioExtra(m_ha, &w1, &w2);
-            if (m_mux->pfnSetAudioExtra) m_mux->pfnSetAudioExtra(m_file, w1, w2);
-        }
-        if (m_hv && m_venc->pfnGetVideoExtra) {
-            uintptr_t w[4] = {0, 0, 0, 0};
-            m_venc->pfnGetVideoExtra(m_hv, &w[0], &w[1], &w[2], &w[3]);
-            if (m_mux->pfnSetVideoExtra) m_mux->pfnSetVideoExtra(m_file, w[0], w[1], w[2], w[3]);
-        }
-        m_mux->pfnCloseFile(m_file, callback, user);
-    }
-    if (m_hv) m_venc->pfnClose(m_hv);
-    if (m_ha) m_aenc->pfnClose(m_ha);
-    m_file = m_hv = m_ha = nullptr;
-    m_venc = m_aenc = nullptr;
 }
 
 Picture::Picture(int w, int h)

@@ -1,5 +1,5 @@
-// Test harness for our plugins: drives their entries as the library does (or
-// the library itself), feeds synthetic sources, reads files back with ffprobe/ffmpeg.
+// Test harness for our plugins: writes files through the library from synthetic
+// sources and reads them back with ffprobe/ffmpeg.
 #ifndef QUEVARRA_TESTS_PLUGINS_PLXDRIVER_H
 #define QUEVARRA_TESTS_PLUGINS_PLXDRIVER_H
 
@@ -23,22 +23,19 @@ struct Registry {
 };
 const Registry& Plugins();
 
-// One output file: either driven entry by entry like the library's pipeline
-// (Create), or through QVCreateMediaFile and the QVWrite functions.
+// One output file written through QVCreateMediaFile, the QVWrite functions
+// and QVCloseMediaFile (plugins of the build tree's bundle); the host's
+// streams are described as the output's.
 class Pipeline {
 public:
     ~Pipeline() { Close(); }
-    bool Create(const std::string& path, EncodeParam* param, std::string* error);
-    bool CreateViaLibrary(const std::string& path, const EncodeParam& param);
+    bool Create(const std::string& path, const EncodeParam& param);
     unsigned WriteVideo(const MEDIA_FRAME* frame);
     unsigned WriteAudio(const MEDIA_FRAME* block);
     void Close(QVPROGRESS_CALLBACK callback = nullptr, void* user = nullptr);
 
 private:
-    const FILEFORMAT_ITEM* m_mux = nullptr;
-    const ENCODER_ITEM *m_venc = nullptr, *m_aenc = nullptr;
-    void *m_file = nullptr, *m_hv = nullptr, *m_ha = nullptr, *m_media = nullptr;
-    bool m_vInline = false, m_aInline = false;
+    void* m_media = nullptr;
 };
 
 // A moving picture (or a white flash) and a tone (silence at amplitude 0).

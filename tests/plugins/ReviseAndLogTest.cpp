@@ -135,27 +135,25 @@ TEST_F(LogLibrary, AppendsUtf8WithoutLineEndsOnlyWhereTheVariablePoints) {
 
 TEST_F(LogLibrary, PluginFailuresNameTheFileAndTheSystemError) {
     setenv("QUEVARRA_LOG", file.c_str(), 1);
-    EncodeParam param{};
-    param.audio = {Code("PCM "), 44100, 2, 16, 0, 0, 0};
-    param.bDisableVideo = 1;
-    param.dwFileFormat = Code("WAV ");
-    Pipeline p;
-    std::string error, wav = dir + "/no/such/dir/out.wav";
-    EXPECT_FALSE(p.Create(wav, &param, &error));
-    std::string expect = "plxraw: cannot create the WAV file [" + wav + "]: No such file or directory\r\n";
+    EncodeParam wav{};
+    wav.audio = {Code("PCM "), 44100, 2, 16, 0, 0, 0};
+    wav.bDisableVideo = 1;
+    wav.dwFileFormat = Code("WAV ");
+    std::string bad = dir + "/no/such/dir/out.";
+    EXPECT_FALSE(Pipeline().Create(bad + "wav", wav));
+    std::vector<std::string> expect = {"plxraw: cannot create the WAV file [" + bad +
+                                       "wav]: No such file or directory\r\n"};
 #if QV_WITH_FFMPEG
-    EncodeParam webm = Video("H264", 160, 120, 25);
-    webm.bDisableAudio = 1;
+    EncodeParam webm = Video("H264", 160, 120, 25), mkv = webm;
+    webm.bDisableAudio = mkv.bDisableAudio = 1;
     webm.dwFileFormat = Code("WEBM");
-    EXPECT_FALSE(p.Create(dir + "/x.webm", &webm, &error));
-    EncodeParam mkv = Video("H264", 160, 120, 25);
-    mkv.bDisableAudio = 1;
-    std::string bad = dir + "/missing/x.mkv";
-    EXPECT_FALSE(p.Create(bad, &mkv, &error));
-    expect += "plxffmpeg: a WEBM file cannot hold H264 [" + dir + "/x.webm]\r\n"
-              "plxffmpeg: cannot create the file [" + bad + "]: No such file or directory\r\n";
+    EXPECT_FALSE(Pipeline().Create(dir + "/x.webm", webm));
+    EXPECT_FALSE(Pipeline().Create(bad + "mkv", mkv));
+    expect.push_back("plxffmpeg: a WEBM file cannot hold H264 [" + dir + "/x.webm]\r\n");
+    expect.push_back("plxffmpeg: cannot create the file [" + bad + "mkv]: No such file or directory\r\n");
 #endif
-    EXPECT_EQ(ReadAll(file), expect);
+    std::string text = ReadAll(file);
+    for (const std::string& line : expect) EXPECT_NE(text.find(line), std::string::npos) << text;
 }
 
 }  // namespace
