@@ -1,7 +1,5 @@
 #include "plugins/PlxDriver.h"
 
-#include <dirent.h>
-#include <dlfcn.h>
 #include <math.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -16,56 +14,28 @@ namespace plxtest {
 
 std::string BundleDir() { return QV_BUNDLE_DIR; }
 
-const ENCODER_ITEM* Registry::Encoder(uint32_t fourcc) const {
-    for (const ENCODER_ITEM& e : encoders)
-        if (e.dwFourCC == fourcc) return &e;
-    return nullptr;
-}
-
-const FILEFORMAT_ITEM* Registry::Muxer(uint32_t fourcc) const {
-    for (const FILEFORMAT_ITEM& m : muxers)
-        if (m.dwFourCC == fourcc) return &m;
-    return nullptr;
-}
-
-const Registry& Plugins() {
-    static Registry reg = [] {
-        Registry r;
-        std::string dir = BundleDir() + "/Encoder/";
-        std::vector<std::string> names;
-        if (DIR* d = opendir(dir.c_str())) {
-            while (dirent* e = readdir(d))
-                if (strncmp(e->d_name, "plx", 3) == 0) names.push_back(e->d_name);
-            closedir(d);
-        }
-        std::sort(names.begin(), names.end());  // plxffmpeg before plxraw
-        for (const std::string& n : names) {
-            void* h = dlopen((dir + n).c_str(), RTLD_LAZY);
-            if (!h) continue;
-            typedef ENCODER_ITEM* (*PE)();
-            typedef FILEFORMAT_ITEM* (*PM)();
-            if (PE pe = reinterpret_cast<PE>(dlsym(h, "PLXGetEncoders")))
-                for (ENCODER_ITEM* e = pe(); e && e->dwFourCC; ++e) r.encoders.push_back(*e);
-            if (PM pm = reinterpret_cast<PM>(dlsym(h, "PLXGetFileMuxers")))
-                for (FILEFORMAT_ITEM* m = pm(); m && m->dwFourCC; ++m) r.muxers.push_back(*m);
-        }
-        return r;
-    }();
-    return reg;
-}
-
-bool Pipeline::Create(const std::string& path, const EncodeParam& param) {
+static bool InitLibrary() {
     static bool ok = [] {
         std::string bundle = BundleDir();
         bundle.resize(bundle.size() - strlen("/Contents/MacOS"));
         setenv("QUEVARRA_BUNDLE", bundle.c_str(), 1);
         return QVInitPlugins() != 0 && QVGetFileFormatInfos() != nullptr;
     }();
+    return ok;
+}
+
+const ENCODER_ITEM* Encoder(uint32_t fourcc) {
+    static std::map<uint32_t, ENCODER_ITEM> items;
+    ENCODER_ITEM& e = items[fourcc];
+    return InitLibrary() && QVGetEncoderInfo(fourcc, &e) ? &e : nullptr;
+}
+
+bool Pipeline::Create(const std::string& path, const EncodeParam& param) {
     xVideoInfo vi = {param.video.nWidth, param.video.nHeight, param.video.dFrameRate, 0.0, 0, 0, {0}, 0};
     xAudioInfo ai = {param.audio.nSampleRate, param.audio.nChannels, 16,
                      param.audio.nSampleRate * param.audio.nChannels * 2, 0.0, 0};
     std::wstring wpath(path.begin(), path.end());
-    m_media = ok ? QVCreateMediaFile(wpath.c_str(), &param, &vi, &ai) : nullptr;
+    m_media = InitLibrary() ? QVCreateMediaFile(wpath.c_str(), &param, &vi, &ai) : nullptr;
     return m_media != nullptr;
 }
 
@@ -91,8 +61,7 @@ void Picture::Paint(int index, bool flash) {
 }
 
 MEDIA_FRAME Picture::Frame(int64_t t) const {
-    MEDIA_FRAME f;
-    memset(&f, 0, sizeof f);
+    MEDIA_FRAME f{};
     f.pPlane[0] = const_cast<uint8_t*>(y.data());
     f.pPlane[1] = const_cast<uint8_t*>(u.data());
     f.pPlane[2] = const_cast<uint8_t*>(v.data());
@@ -115,8 +84,7 @@ std::vector<int16_t> Tone(int rate, int channels, int frames, double hz, int amp
 }
 
 MEDIA_FRAME AudioBlock(const std::vector<int16_t>& samples, int rate, int channels, int64_t t) {
-    MEDIA_FRAME f;
-    memset(&f, 0, sizeof f);
+    MEDIA_FRAME f{};
     f.nSampleRate = rate;
     f.nChannels = channels;
     f.nBitsPerSample = 16;

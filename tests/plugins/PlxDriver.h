@@ -14,14 +14,8 @@ namespace plxtest {
 std::string BundleDir();  // .../Quevarra.app/Contents/MacOS of the build tree
 inline uint32_t Code(const char* s) { return QV_FOURCC(s[0], s[1], s[2], s[3]); }
 
-// Every record of the plugins in BundleDir()/Encoder (loaded once, kept loaded).
-struct Registry {
-    std::vector<ENCODER_ITEM> encoders;
-    std::vector<FILEFORMAT_ITEM> muxers;
-    const ENCODER_ITEM* Encoder(uint32_t fourcc) const;
-    const FILEFORMAT_ITEM* Muxer(uint32_t fourcc) const;
-};
-const Registry& Plugins();
+// An encoder's record as the library publishes it; null when there is none.
+const ENCODER_ITEM* Encoder(uint32_t fourcc);
 
 // One output file written through QVCreateMediaFile, the QVWrite functions
 // and QVCloseMediaFile (plugins of the build tree's bundle); the host's

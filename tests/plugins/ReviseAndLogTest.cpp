@@ -10,28 +10,21 @@
 #include <stdlib.h>
 #include <sys/stat.h>
 
-#include <fstream>
-#include <sstream>
-
 using namespace plxtest;
 
 namespace {
 
 EncodeParam Video(const char* codec, int w, int h, double fps, int bitRate = 500000) {
     EncodeParam p{};
-    p.video.dwFourCC = Code(codec);
-    p.video.nWidth = w;
-    p.video.nHeight = h;
-    p.video.dFrameRate = fps;
-    p.video.nBitRate = bitRate;
+    p.video = {Code(codec), 0, 12, w, h, fps, 0, bitRate, 0, 0, 0, {0}};
     p.dwFileFormat = Code("MKV ");
     return p;
 }
-int ReviseV(EncodeParam& p) { return Plugins().Encoder(p.video.dwFourCC)->pfnReviseVideoParam(&p); }
-int ReviseA(EncodeAudioParam& a) { return Plugins().Encoder(a.dwFourCC)->pfnReviseAudioParam(&a); }
+int ReviseV(EncodeParam& p) { return Encoder(p.video.dwFourCC)->pfnReviseVideoParam(&p); }
+int ReviseA(EncodeAudioParam& a) { return Encoder(a.dwFourCC)->pfnReviseAudioParam(&a); }
 
 TEST(Revise, RawCodecsSetTheirBitRatesAndRefuseWhatTheyCannotStore) {
-    ASSERT_NE(Plugins().Encoder(Code("PCM ")), nullptr);
+    ASSERT_NE(Encoder(Code("PCM ")), nullptr);
     EncodeAudioParam a = {Code("PCM "), 48000, 2, 16, 0, 128000, 0};
     EXPECT_NE(ReviseA(a), 0);
     EXPECT_EQ(a.nBitRate, 48000 * 2 * 16);
@@ -93,13 +86,6 @@ TEST(Revise, AudioGetsARateChannelsAndBitRateTheCodecTakes) {
 }
 #endif
 
-std::string ReadAll(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
-}
-
 class LogLibrary : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -130,7 +116,7 @@ TEST_F(LogLibrary, AppendsUtf8WithoutLineEndsOnlyWhereTheVariablePoints) {
     setenv("QUEVARRA_LOG", file.c_str(), 1);
     EXPECT_EQ(log(L"QVInitEncoders"), 1);
     EXPECT_EQ(log(L"caf\u00e9 \U0001F600 [\u65e5]\r\n"), 1);
-    EXPECT_EQ(ReadAll(file), "QVInitEncoderscaf\xc3\xa9 \xf0\x9f\x98\x80 [\xe6\x97\xa5]\r\n");
+    EXPECT_EQ(Shell("cat '" + file + "'"), "QVInitEncoderscaf\xc3\xa9 \xf0\x9f\x98\x80 [\xe6\x97\xa5]\r\n");
 }
 
 TEST_F(LogLibrary, PluginFailuresNameTheFileAndTheSystemError) {
@@ -152,7 +138,7 @@ TEST_F(LogLibrary, PluginFailuresNameTheFileAndTheSystemError) {
     expect.push_back("plxffmpeg: a WEBM file cannot hold H264 [" + dir + "/x.webm]\r\n");
     expect.push_back("plxffmpeg: cannot create the file [" + bad + "mkv]: No such file or directory\r\n");
 #endif
-    std::string text = ReadAll(file);
+    std::string text = Shell("cat '" + file + "'");
     for (const std::string& line : expect) EXPECT_NE(text.find(line), std::string::npos) << text;
 }
 

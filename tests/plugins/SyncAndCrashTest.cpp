@@ -34,29 +34,28 @@ double FirstTimeAbove(const std::string& text, const std::string& key, double th
     return -1;
 }
 
+EncodeParam AvParam(const char* container) {  // H264 160x120 at 25 fps, AAC 48 kHz stereo
+    EncodeParam param{};
+    param.dwFileFormat = Code(container);
+    param.video = {Code("H264"), 0, 12, 160, 120, 25.0, 0, 400000, 0, 0, 0, {0}};
+    param.audio = {Code("AAC "), 48000, 2, 16, 0, 128000, 0};
+    return param;
+}
+
 TEST(AvSync, AFlashAndABeepWrittenTogetherDecodeTogether) {
     std::string dir = qvtest::MakeTempDir("qvsync");
     std::string path = dir + "/sync.mp4";
-    EncodeParam param{};
-    param.dwFileFormat = Code("MP4 ");
-    param.video = {Code("H264"), 0, 12, 160, 120, 25.0, 0, 400000, 0, 0, 0, {0}};
-    param.audio = {Code("AAC "), 48000, 2, 16, 0, 128000, 0};
+    EncodeParam param = AvParam("MP4 ");
     Pipeline p;
     ASSERT_TRUE(p.Create(path, param));
     // 3 s; at 1.2 s the picture turns white for three frames and a tone sounds.
     Picture pic(160, 120);
-    const int flashFrame = 30, beepStart = 48000 * 6 / 5, beepLength = 4800;
     for (int i = 0; i < 75; ++i) {
-        pic.Paint(0, i >= flashFrame && i < flashFrame + 3);
+        const bool flash = i >= 30 && i < 33;
+        pic.Paint(0, flash);
         MEDIA_FRAME f = pic.Frame(i * 400000LL);
         p.WriteVideo(&f);
-        const int64_t first = i * 1920LL;
-        std::vector<int16_t> s(1920 * 2, 0);
-        for (int k = 0; k < 1920; ++k) {
-            int64_t n = first + k;
-            if (n >= beepStart && n < beepStart + beepLength)
-                s[2 * k] = s[2 * k + 1] = static_cast<int16_t>(12000 * sin(2 * M_PI * 1000 * n / 48000.0));
-        }
+        std::vector<int16_t> s = Tone(48000, 2, 1920, 1000, flash ? 12000 : 0, i * 1920LL);
         MEDIA_FRAME b = AudioBlock(s, 48000, 2, i * 400000LL);
         p.WriteAudio(&b);
     }
@@ -82,10 +81,7 @@ TEST(KilledWriter, MatroskaAndFragmentedMp4KeepWhatWasWritten) {
         pid_t pid = fork();
         ASSERT_GE(pid, 0);
         if (pid == 0) {  // the writer: three seconds in, then killed without closing
-            EncodeParam param{};
-            param.dwFileFormat = Code(container);
-            param.video = {Code("H264"), 0, 12, 160, 120, 25.0, 0, 300000, 0, 0, 0, {0}};
-            param.audio = {Code("AAC "), 48000, 2, 16, 0, 96000, 0};
+            EncodeParam param = AvParam(container);
             Pipeline p;
             if (p.Create(path, param)) WriteAV(p, param, 3.04, true, true);
             raise(SIGKILL);
