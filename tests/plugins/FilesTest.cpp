@@ -39,8 +39,7 @@ struct Case {
     const char *vname, *aname;  // ffprobe codec names
     int w, h;
     double fps;
-    int rate, channels;
-    int audioFrame;  // samples per coded audio frame
+    int rate, channels, audioFrame;  // audioFrame: samples per coded audio frame
 };
 
 // One file per container, and every encoder at least once.
@@ -128,8 +127,7 @@ TEST_F(PluginFiles, Y4mRefusesFramesThatCannotFillItsRows) {
 
 #if QV_WITH_FFMPEG
 TEST_F(PluginFiles, AudioWrittenBeforeAnyVideoWaitsForTheHeader) {
-    // The muxer cannot start the file before the video stream has described
-    // itself; nothing that came earlier may be lost.
+    // Matroska starts once the video stream has described itself; nothing earlier may be lost.
     std::string path = dir + "/late.mkv";
     EncodeParam param = Param("MKV ", "H264", "OPUS", 128, 96, 25, 48000, 2);
     Pipeline p;
@@ -149,9 +147,8 @@ TEST_F(PluginFiles, FastStartReportsRisingProgressThenDone) {
     ASSERT_TRUE(p.Create(path, param));
     WriteAV(p, param, 1.0, true, true);
     std::vector<std::array<unsigned, 3>> calls;
-    p.Close([](void* user, unsigned done, unsigned total, unsigned stage) -> unsigned {
-        static_cast<decltype(calls)*>(user)->push_back({done, total, stage});
-        return 0;
+    p.Close([](void* user, unsigned done, unsigned total, unsigned stage) {
+        return static_cast<decltype(calls)*>(user)->push_back({done, total, stage}), 0u;
     }, &calls);
     ASSERT_GE(calls.size(), 2u);
     unsigned last = 0;

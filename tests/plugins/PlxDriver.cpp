@@ -7,12 +7,9 @@
 
 #include <algorithm>
 
-#include <quevarra/qv_mediafile.h>
 #include <quevarra/qv_plugin.h>
 
 namespace plxtest {
-
-std::string BundleDir() { return QV_BUNDLE_DIR; }
 
 static bool InitLibrary() {
     static bool ok = [] {
@@ -39,9 +36,6 @@ bool Pipeline::Create(const std::string& path, const EncodeParam& param) {
     return m_media != nullptr;
 }
 
-unsigned Pipeline::WriteVideo(const MEDIA_FRAME* frame) { return QVWriteVideoFrame(m_media, frame); }
-unsigned Pipeline::WriteAudio(const MEDIA_FRAME* block) { return QVWriteAudioData(m_media, block); }
-
 void Pipeline::Close(QVPROGRESS_CALLBACK callback, void* user) {
     if (m_media) QVCloseMediaFile(m_media, callback, user);
     m_media = nullptr;
@@ -65,9 +59,8 @@ MEDIA_FRAME Picture::Frame(int64_t t) const {
     f.pPlane[0] = const_cast<uint8_t*>(y.data());
     f.pPlane[1] = const_cast<uint8_t*>(u.data());
     f.pPlane[2] = const_cast<uint8_t*>(v.data());
-    f.nWidth = width;
+    f.nPitch[0] = f.nWidth = width;
     f.nHeight = height;
-    f.nPitch[0] = width;
     f.nPitch[1] = f.nPitch[2] = (width + 1) / 2;
     f.llTimeStamp = f.llStreamTime = t;
     return f;

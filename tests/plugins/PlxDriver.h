@@ -3,7 +3,7 @@
 #ifndef QUEVARRA_TESTS_PLUGINS_PLXDRIVER_H
 #define QUEVARRA_TESTS_PLUGINS_PLXDRIVER_H
 
-#include <quevarra/qv_records.h>
+#include <quevarra/qv_mediafile.h>
 
 #include <map>
 #include <string>
@@ -11,7 +11,7 @@
 
 namespace plxtest {
 
-std::string BundleDir();  // .../Quevarra.app/Contents/MacOS of the build tree
+inline std::string BundleDir() { return QV_BUNDLE_DIR; }  // .../Quevarra.app/Contents/MacOS of the build tree
 inline uint32_t Code(const char* s) { return QV_FOURCC(s[0], s[1], s[2], s[3]); }
 
 // An encoder's record as the library publishes it; null when there is none.
@@ -24,11 +24,9 @@ class Pipeline {
 public:
     ~Pipeline() { Close(); }
     bool Create(const std::string& path, const EncodeParam& param);
-    unsigned WriteVideo(const MEDIA_FRAME* frame);
-    unsigned WriteAudio(const MEDIA_FRAME* block);
+    unsigned WriteVideo(const MEDIA_FRAME* frame) { return QVWriteVideoFrame(m_media, frame); }
+    unsigned WriteAudio(const MEDIA_FRAME* block) { return QVWriteAudioData(m_media, block); }
     void Close(QVPROGRESS_CALLBACK callback = nullptr, void* user = nullptr);
-
-private:
     void* m_media = nullptr;
 };
 

@@ -1,5 +1,4 @@
-// Timing after a real decode (a flash and a beep stay together), and files
-// left by a writer killed mid-file.
+// A flash and a beep stay together after a real decode; files a killed writer left decode.
 #include <gtest/gtest.h>
 
 #include "common/TestSupport.h"
