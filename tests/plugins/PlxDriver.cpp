@@ -1,7 +1,5 @@
 #include "plugins/PlxDriver.h"
 
-#include <dirent.h>
-#include <dlfcn.h>
 #include <math.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -9,102 +7,11 @@
 
 #include <algorithm>
 
-#include <quevarra/qv_mediafile.h>
 #include <quevarra/qv_plugin.h>
 
 namespace plxtest {
 
-std::string BundleDir() { return QV_BUNDLE_DIR; }
-
-const ENCODER_ITEM* Registry::Encoder(uint32_t fourcc) const {
-    for (const ENCODER_ITEM& e : encoders)
-        if (e.dwFourCC == fourcc) return &e;
-    return nullptr;
-}
-
-const FILEFORMAT_ITEM* Registry::Muxer(uint32_t fourcc) const {
-    for (const FILEFORMAT_ITEM& m : muxers)
-        if (m.dwFourCC == fourcc) return &m;
-    return nullptr;
-}
-
-const Registry& Plugins() {
-    static Registry reg = [] {
-        Registry r;
-        std::string dir = BundleDir() + "/Encoder/";
-        std::vector<std::string> names;
-        if (DIR* d = opendir(dir.c_str())) {
-            while (dirent* e = readdir(d))
-                if (strncmp(e->d_name, "plx", 3) == 0) names.push_back(e->d_name);
-            closedir(d);
-        }
-        std::sort(names.begin(), names.end());  // plxffmpeg before plxraw
-        for (const std::string& n : names) {
-            void* h = dlopen((dir + n).c_str(), RTLD_LAZY);
-            if (!h) continue;
-            typedef ENCODER_ITEM* (*PE)();
-            typedef FILEFORMAT_ITEM* (*PM)();
-            if (PE pe = reinterpret_cast<PE>(dlsym(h, "PLXGetEncoders")))
-                for (ENCODER_ITEM* e = pe(); e && e->dwFourCC; ++e) r.encoders.push_back(*e);
-            if (PM pm = reinterpret_cast<PM>(dlsym(h, "PLXGetFileMuxers")))
-                for (FILEFORMAT_ITEM* m = pm(); m && m->dwFourCC; ++m) r.muxers.push_back(*m);
-        }
-        return r;
-    }();
-    return reg;
-}
-
-namespace {
-int Inline(const ENCODER_MODE* modes, uint32_t fourcc) {
-    for (; modes && modes->dwFourCC; ++modes)
-        if (modes->dwFourCC == fourcc) return modes->bInline;
-    return 0;
-}
-std::wstring Widen(const std::string& s) { return std::wstring(s.begin(), s.end()); }
-}  // namespace
-
-Pipeline::~Pipeline() { Close(); }
-
-bool Pipeline::Create(const std::string& path, EncodeParam* param, std::string* error) {
-    const Registry& reg = Plugins();
-    m_mux = reg.Muxer(param->dwFileFormat);
-    if (!m_mux) return *error = "no muxer", false;
-    if (!m_mux->pAudioModes) param->bDisableAudio = 1;
-    if (!m_mux->pVideoModes) param->bDisableVideo = 1;
-    auto fail = [&](const char* why) {
-        if (m_hv) m_venc->pfnClose(m_hv);
-        if (m_ha) m_aenc->pfnClose(m_ha);
-        m_hv = m_ha = nullptr;
-        m_venc = m_aenc = nullptr;
-        *error = why;
-        return false;
-    };
-    if (!param->bDisableVideo) {
-        m_venc = reg.Encoder(param->video.dwFourCC);
-        if (!m_venc || m_venc->nType != 1) return fail("no video encoder");
-        if (m_venc->pfnReviseVideoParam && !m_venc->pfnReviseVideoParam(param))
-            return fail("video revise refused");
-        m_vInline = Inline(m_mux->pVideoModes, param->video.dwFourCC) != 0;
-        if (!m_vInline && !(m_hv = m_venc->pfnCreate(param->video.dwFourCC, param)))
-            param->bDisableVideo = 1;
-    }
-    if (!param->bDisableAudio) {
-        m_aenc = reg.Encoder(param->audio.dwFourCC);
-        if (!m_aenc || m_aenc->nType != 0) return fail("no audio encoder");
-        if (m_aenc->pfnReviseAudioParam && !m_aenc->pfnReviseAudioParam(&param->audio))
-            return fail("audio revise refused");
-        m_aInline = Inline(m_mux->pAudioModes, param->audio.dwFourCC) != 0;
-        if (!m_aInline && !(m_ha = m_aenc->pfnCreate(param->audio.dwFourCC, param)))
-            param->bDisableAudio = 1;
-    }
-    std::wstring wpath = Widen(path);
-    m_file = m_mux->pfnCreateFile(wpath.c_str(), param);
-    if (!m_file) return fail("file not created");
-    timestampMode = (m_mux->dwFlags & 1) || (m_aenc && !m_venc);
-    return true;
-}
-
-bool InitLibraryPlugins() {
+static bool InitLibrary() {
     static bool ok = [] {
         std::string bundle = BundleDir();
         bundle.resize(bundle.size() - strlen("/Contents/MacOS"));
@@ -114,57 +21,24 @@ bool InitLibraryPlugins() {
     return ok;
 }
 
-bool Pipeline::CreateViaLibrary(const std::string& path, const EncodeParam& param) {
-    if (!InitLibraryPlugins()) return false;
+const ENCODER_ITEM* Encoder(uint32_t fourcc) {
+    static std::map<uint32_t, ENCODER_ITEM> items;
+    ENCODER_ITEM& e = items[fourcc];
+    return InitLibrary() && QVGetEncoderInfo(fourcc, &e) ? &e : nullptr;
+}
+
+bool Pipeline::Create(const std::string& path, const EncodeParam& param) {
     xVideoInfo vi = {param.video.nWidth, param.video.nHeight, param.video.dFrameRate, 0.0, 0, 0, {0}, 0};
     xAudioInfo ai = {param.audio.nSampleRate, param.audio.nChannels, 16,
                      param.audio.nSampleRate * param.audio.nChannels * 2, 0.0, 0};
-    std::wstring wpath = Widen(path);
-    m_media = QVCreateMediaFile(wpath.c_str(), &param, &vi, &ai);
+    std::wstring wpath(path.begin(), path.end());
+    m_media = InitLibrary() ? QVCreateMediaFile(wpath.c_str(), &param, &vi, &ai) : nullptr;
     return m_media != nullptr;
-}
-
-unsigned Pipeline::WriteVideo(const MEDIA_FRAME* frame) {
-    if (m_media) return QVWriteVideoFrame(m_media, frame);
-    if (!m_file || !frame) return 0;
-    if (m_vInline) return m_mux->pfnWriteVideo(m_file, frame);
-    if (!m_hv) return 0;
-    void* slot = nullptr;
-    m_venc->pfnEncode(m_hv, frame, &slot, nullptr);
-    return m_mux->pfnWriteVideo(m_file, slot);
-}
-
-unsigned Pipeline::WriteAudio(const MEDIA_FRAME* block) {
-    if (m_media) return QVWriteAudioData(m_media, block);
-    if (!m_file || !block || block->nDataSize == 0) return 0;
-    if (m_aInline) return m_mux->pfnWriteAudio(m_file, block, 0);
-    if (!m_ha) return 0;
-    void* slot = nullptr;
-    uint32_t word = 0;
-    m_aenc->pfnEncode(m_ha, block, &slot, &word);
-    return m_mux->pfnWriteAudio(m_file, slot, word);
 }
 
 void Pipeline::Close(QVPROGRESS_CALLBACK callback, void* user) {
     if (m_media) QVCloseMediaFile(m_media, callback, user);
     m_media = nullptr;
-    if (m_file) {
-        if (m_ha && m_aenc->pfnGetAudioExtra) {
-            uintptr_t w1 = 0, w2 = 0;
-            m_aenc->pfnGetAudioExtra(m_ha, &w1, &w2);
-            if (m_mux->pfnSetAudioExtra) m_mux->pfnSetAudioExtra(m_file, w1, w2);
-        }
-        if (m_hv && m_venc->pfnGetVideoExtra) {
-            uintptr_t w[4] = {0, 0, 0, 0};
-            m_venc->pfnGetVideoExtra(m_hv, &w[0], &w[1], &w[2], &w[3]);
-            if (m_mux->pfnSetVideoExtra) m_mux->pfnSetVideoExtra(m_file, w[0], w[1], w[2], w[3]);
-        }
-        m_mux->pfnCloseFile(m_file, callback, user);
-    }
-    if (m_hv) m_venc->pfnClose(m_hv);
-    if (m_ha) m_aenc->pfnClose(m_ha);
-    m_file = m_hv = m_ha = nullptr;
-    m_venc = m_aenc = nullptr;
 }
 
 Picture::Picture(int w, int h)
@@ -181,14 +55,12 @@ void Picture::Paint(int index, bool flash) {
 }
 
 MEDIA_FRAME Picture::Frame(int64_t t) const {
-    MEDIA_FRAME f;
-    memset(&f, 0, sizeof f);
+    MEDIA_FRAME f{};
     f.pPlane[0] = const_cast<uint8_t*>(y.data());
     f.pPlane[1] = const_cast<uint8_t*>(u.data());
     f.pPlane[2] = const_cast<uint8_t*>(v.data());
-    f.nWidth = width;
+    f.nPitch[0] = f.nWidth = width;
     f.nHeight = height;
-    f.nPitch[0] = width;
     f.nPitch[1] = f.nPitch[2] = (width + 1) / 2;
     f.llTimeStamp = f.llStreamTime = t;
     return f;
@@ -205,8 +77,7 @@ std::vector<int16_t> Tone(int rate, int channels, int frames, double hz, int amp
 }
 
 MEDIA_FRAME AudioBlock(const std::vector<int16_t>& samples, int rate, int channels, int64_t t) {
-    MEDIA_FRAME f;
-    memset(&f, 0, sizeof f);
+    MEDIA_FRAME f{};
     f.nSampleRate = rate;
     f.nChannels = channels;
     f.nBitsPerSample = 16;
@@ -246,14 +117,6 @@ void WriteAV(Pipeline& p, const EncodeParam& param, double seconds, bool video, 
     }
 }
 
-const std::map<std::string, std::string>* Probe::Stream(const std::string& type) const {
-    for (const auto& s : streams) {
-        auto it = s.find("codec_type");
-        if (it != s.end() && it->second == type) return &s;
-    }
-    return nullptr;
-}
-
 std::string Shell(const std::string& command) {
     std::string out;
     FILE* p = popen(command.c_str(), "r");
@@ -265,48 +128,31 @@ std::string Shell(const std::string& command) {
     return out;
 }
 
-Probe ProbeFile(const std::string& path) {
-    Probe probe;
-    std::string text = Shell("ffprobe -v error -count_packets -show_entries "
-                           "stream=codec_type,codec_name,width,height,r_frame_rate,avg_frame_rate,"
-                           "nb_read_packets,sample_rate,channels,duration:format=format_name,duration "
-                           "'" + path + "' 2>&1");
-    std::map<std::string, std::string>* cur = nullptr;
-    size_t pos = 0;
-    while (pos < text.size()) {
-        size_t end = text.find('\n', pos);
-        if (end == std::string::npos) end = text.size();
-        std::string line = text.substr(pos, end - pos);
-        pos = end + 1;
-        if (line == "[STREAM]") {
-            probe.streams.emplace_back();
-            cur = &probe.streams.back();
-        } else if (line == "[FORMAT]") {
-            cur = &probe.format;
-        } else if (line[0] == '[') {
-            cur = nullptr;
-        } else if (cur) {
-            size_t eq = line.find('=');
-            if (eq != std::string::npos) (*cur)[line.substr(0, eq)] = line.substr(eq + 1);
-        }
+Fields ProbeStream(const std::string& path, char type) {
+    std::string text = Shell(std::string("ffprobe -v error -count_packets -select_streams ") + type +
+                             " -show_entries stream=codec_name,width,height,r_frame_rate,avg_frame_rate,"
+                             "nb_read_packets,sample_rate,channels,duration:format=duration "
+                             "-of default=nw=1 '" + path + "' 2>&1");
+    Fields fields;  // the stream comes first; N/A never lands, so the file's duration fills in
+    for (size_t pos = 0, end; pos < text.size(); pos = end + 1) {
+        end = std::min(text.find('\n', pos), text.size());
+        size_t eq = text.find('=', pos);
+        if (eq < end && text.compare(eq + 1, end - eq - 1, "N/A") != 0)
+            fields.emplace(text.substr(pos, eq - pos), text.substr(eq + 1, end - eq - 1));
     }
-    return probe;
+    return fields;
 }
 
 std::string DecodeErrors(const std::string& path) {
     return Shell("ffmpeg -nostdin -v error -i '" + path + "' -f null - 2>&1");
 }
 
-double Num(const std::map<std::string, std::string>& m, const std::string& key) {
+double Num(const Fields& m, const std::string& key) {
     auto it = m.find(key);
-    return it == m.end() || it->second == "N/A" ? NAN : atof(it->second.c_str());
-}
-
-double Ratio(const std::string& text) {
-    size_t slash = text.find('/');
-    if (slash == std::string::npos) return atof(text.c_str());
-    double d = atof(text.c_str() + slash + 1);
-    return d == 0 ? NAN : atof(text.c_str()) / d;
+    if (it == m.end()) return NAN;
+    size_t slash = it->second.find('/');
+    double den = slash == std::string::npos ? 1 : atof(it->second.c_str() + slash + 1);
+    return den == 0 ? NAN : atof(it->second.c_str()) / den;
 }
 
 }  // namespace plxtest
