@@ -10,7 +10,7 @@ struct AVCodec;
 
 namespace plxff {
 
-struct CodecSpec {
+struct CodecEntry {
     uint32_t fourcc;
     int type;                  // 1 = video, 0 = audio
     const char* candidates[3]; // FFmpeg encoder names, preferred first
@@ -22,8 +22,8 @@ struct CodecSpec {
     bool perChannel;
 };
 
-// The spec of a code, or null.
-const CodecSpec* FindSpec(uint32_t fourcc);
+// The table entry of a code, or null.
+const CodecEntry* FindCodecEntry(uint32_t fourcc);
 // The encoder that opened in the probe for this code, or null when none did.
 // The first call probes every code (a trial open of each candidate).
 const AVCodec* ProbedEncoder(uint32_t fourcc);

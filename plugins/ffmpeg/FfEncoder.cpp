@@ -22,7 +22,7 @@ namespace plxff {
 namespace {
 
 struct Encoder {
-    const CodecSpec* spec = nullptr;
+    const CodecEntry* entry = nullptr;
     AVCodecContext* ctx = nullptr;
     AVFrame* frame = nullptr;
     AVCodecParameters* par = nullptr;
@@ -35,7 +35,7 @@ struct Encoder {
 };
 
 std::string Name(const Encoder* e) {
-    return plx::FourCCText(e->spec->fourcc) + " (" + e->ctx->codec->name + ")";
+    return plx::FourCCText(e->entry->fourcc) + " (" + e->ctx->codec->name + ")";
 }
 
 // Sample formats we can fill from interleaved 16-bit samples, best first.
@@ -56,9 +56,9 @@ void SetOption(AVCodecContext* ctx, const char* name, const char* value) {
 
 // Fills a context for the (already revised) parameters; false when the
 // parameters cannot be expressed.
-bool Configure(AVCodecContext* ctx, const AVCodec* codec, const CodecSpec* spec,
+bool Configure(AVCodecContext* ctx, const AVCodec* codec, const CodecEntry* entry,
                const EncodeParam* param) {
-    if (spec->type == 1) {
+    if (entry->type == 1) {
         const EncodeVideoParam& v = param->video;
         int num, den;
         if (!plx::FrameRateRatio(v.dFrameRate, &num, &den)) return false;
@@ -101,7 +101,7 @@ bool Configure(AVCodecContext* ctx, const AVCodec* codec, const CodecSpec* spec,
         ctx->sample_fmt = PickSampleFormat(codec);
         if (ctx->sample_fmt == AV_SAMPLE_FMT_NONE) return false;
         ctx->time_base = AVRational{1, a.nSampleRate};
-        if (spec->maxBitRate > 0) ctx->bit_rate = a.nBitRate;
+        if (entry->maxBitRate > 0) ctx->bit_rate = a.nBitRate;
     }
     if (WantsGlobalHeader(param->dwFileFormat)) ctx->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     return true;
@@ -128,7 +128,7 @@ void Drain(Encoder* e) {
                 plx::Report("plxffmpeg: the %s encoder failed: %s", Name(e).c_str(), ErrorText(err).c_str());
             break;
         }
-        if (e->spec->type == 1 && pkt->duration == 0) pkt->duration = 1;
+        if (e->entry->type == 1 && pkt->duration == 0) pkt->duration = 1;
         e->out.push_back(pkt);
     }
     Publish(e);
@@ -224,7 +224,7 @@ void EncodeAudio(Encoder* e, const MEDIA_FRAME* in) {
 // forever in its flush and teardown. Such a stream gets one black picture
 // whose packets are thrown away.
 void FinishEmptySvtStream(Encoder* e) {
-    if (e->spec->type != 1 || e->nextPts != 0 || strcmp(e->ctx->codec->name, "libsvtav1") != 0) return;
+    if (e->entry->type != 1 || e->nextPts != 0 || strcmp(e->ctx->codec->name, "libsvtav1") != 0) return;
     if (av_frame_make_writable(e->frame) < 0) return;
     AVFrame* f = e->frame;
     for (int p = 0; p < 3; ++p) {
@@ -244,7 +244,7 @@ void Flush(Encoder* e) {
     ClearOut(e);
     if (!e->flushed) FinishEmptySvtStream(e);
     if (!e->flushed) {
-        if (e->spec->type == 0 && !e->pending.empty())
+        if (e->entry->type == 0 && !e->pending.empty())
             SendAudio(e, static_cast<int>(e->pending.size() / e->ctx->ch_layout.nb_channels));
         Drain(e);
         Send(e, nullptr);
@@ -258,20 +258,20 @@ void Flush(Encoder* e) {
 bool WantsGlobalHeader(uint32_t container) { return container != QV_FOURCC('A', 'V', 'I', ' '); }
 
 void* EncCreate(uint32_t fourcc, EncodeParam* param) {
-    const CodecSpec* spec = FindSpec(fourcc);
+    const CodecEntry* entry = FindCodecEntry(fourcc);
     const AVCodec* codec = ProbedEncoder(fourcc);
-    if (!spec || !codec || !param) return nullptr;
+    if (!entry || !codec || !param) return nullptr;
     Encoder* e = new Encoder;
-    e->spec = spec;
+    e->entry = entry;
     e->ctx = avcodec_alloc_context3(codec);
     e->frame = av_frame_alloc();
     e->par = avcodec_parameters_alloc();
     int err = AVERROR(EINVAL);
-    if (e->ctx && e->frame && e->par && Configure(e->ctx, codec, spec, param))
+    if (e->ctx && e->frame && e->par && Configure(e->ctx, codec, entry, param))
         err = avcodec_open2(e->ctx, codec, nullptr);
     if (err >= 0) {
         AVFrame* f = e->frame;
-        if (spec->type == 1) {
+        if (entry->type == 1) {
             f->format = e->ctx->pix_fmt;
             f->width = e->ctx->width;
             f->height = e->ctx->height;
@@ -285,7 +285,7 @@ void* EncCreate(uint32_t fourcc, EncodeParam* param) {
     }
     if (err >= 0) err = avcodec_parameters_from_context(e->par, e->ctx);
     if (err < 0) {
-        if (spec->type == 1)
+        if (entry->type == 1)
             plx::Report("plxffmpeg: cannot open the %s encoder (%s) for %dx%d at %g fps, %d bps: %s",
                         plx::FourCCText(fourcc).c_str(), codec->name, param->video.nWidth,
                         param->video.nHeight, param->video.dFrameRate, param->video.nBitRate,
@@ -299,7 +299,7 @@ void* EncCreate(uint32_t fourcc, EncodeParam* param) {
     }
     e->list.tag = PLX_CONTRACT_TAG;
     e->list.dwFourCC = fourcc;
-    e->list.nType = spec->type;
+    e->list.nType = entry->type;
     e->list.nTimeBaseNum = e->ctx->time_base.num;
     e->list.nTimeBaseDen = e->ctx->time_base.den;
     e->list.pCodecPar = e->par;
@@ -314,7 +314,7 @@ int EncEncode(void* hEnc, const MEDIA_FRAME* in, void** ppOut, uint32_t* pOutWor
     if (!e) return 0;
     ClearOut(e);
     if (in && !e->flushed) {
-        if (e->spec->type == 1) EncodeVideo(e, in);
+        if (e->entry->type == 1) EncodeVideo(e, in);
         else EncodeAudio(e, in);
     }
     Drain(e);
@@ -357,8 +357,8 @@ void EncGetVideoExtra(void* hEnc, uintptr_t* w1, uintptr_t* w2, uintptr_t* w3, u
 int ReviseVideo(EncodeParam* param) {
     if (!param) return 0;
     EncodeVideoParam& v = param->video;
-    const CodecSpec* spec = FindSpec(v.dwFourCC);
-    if (!spec || spec->type != 1 || !ProbedEncoder(v.dwFourCC)) return 0;
+    const CodecEntry* entry = FindCodecEntry(v.dwFourCC);
+    if (!entry || entry->type != 1 || !ProbedEncoder(v.dwFourCC)) return 0;
     int num, den;
     if (v.nWidth < 1 || v.nHeight < 1 || !plx::FrameRateRatio(v.dFrameRate, &num, &den)) return 0;
     // MPEG-4 Part 2 stores the time base in 16 bits: round odd rates to 1/100.
@@ -369,19 +369,19 @@ int ReviseVideo(EncodeParam* param) {
     // Too large: scale down keeping the shape; too small: the library
     // letterboxes into the minimum. 4:2:0 wants even sides.
     int longest = std::max(v.nWidth, v.nHeight);
-    if (longest > spec->maxSide) {
-        double s = static_cast<double>(spec->maxSide) / longest;
+    if (longest > entry->maxSide) {
+        double s = static_cast<double>(entry->maxSide) / longest;
         v.nWidth = std::max(1, static_cast<int>(v.nWidth * s));
         v.nHeight = std::max(1, static_cast<int>(v.nHeight * s));
     }
-    v.nWidth = std::max(spec->minSide, v.nWidth) & ~1;
-    v.nHeight = std::max(spec->minSide, v.nHeight) & ~1;
+    v.nWidth = std::max(entry->minSide, v.nWidth) & ~1;
+    v.nHeight = std::max(entry->minSide, v.nHeight) & ~1;
     if (v.nBitRate <= 0) {
         // About 0.1 bit per pixel and frame, a usable default for these codecs.
         double guess = 0.1 * v.nWidth * v.nHeight * v.dFrameRate;
         v.nBitRate = guess > INT_MAX ? INT_MAX : static_cast<int32_t>(guess);
     }
-    v.nBitRate = std::min(std::max(v.nBitRate, spec->minBitRate), spec->maxBitRate);
+    v.nBitRate = std::min(std::max(v.nBitRate, entry->minBitRate), entry->maxBitRate);
     v.dwColorFormat = QV_FOURCC('I', '4', '2', '0');
     v.nBitCount = 12;
     return 1;
@@ -389,12 +389,12 @@ int ReviseVideo(EncodeParam* param) {
 
 int ReviseAudio(EncodeAudioParam* a) {
     if (!a) return 0;
-    const CodecSpec* spec = FindSpec(a->dwFourCC);
+    const CodecEntry* entry = FindCodecEntry(a->dwFourCC);
     const AVCodec* codec = ProbedEncoder(a->dwFourCC);
-    if (!spec || spec->type != 0 || !codec) return 0;
+    if (!entry || entry->type != 0 || !codec) return 0;
     // The library delivers 16-bit samples only; other sizes cannot be made to work.
     if (a->nBitsPerSample != 16 || a->nChannels < 1 || a->nSampleRate < 1) return 0;
-    a->nChannels = std::min(a->nChannels, spec->maxChannels);
+    a->nChannels = std::min(a->nChannels, entry->maxChannels);
     if (a->dwFourCC == QV_FOURCC('O', 'P', 'U', 'S')) {
         a->nSampleRate = 48000;  // Opus always runs at 48 kHz; the library resamples
     } else if (codec->supported_samplerates) {
@@ -409,13 +409,13 @@ int ReviseAudio(EncodeAudioParam* a) {
     } else {
         a->nSampleRate = std::min(a->nSampleRate, 655350);  // FLAC's limit
     }
-    if (spec->maxBitRate <= 0) {
+    if (entry->maxBitRate <= 0) {
         a->nBitRate = 0;  // lossless: no bit rate to choose
         return 1;
     }
-    const int scale = spec->perChannel ? a->nChannels : 1;
+    const int scale = entry->perChannel ? a->nChannels : 1;
     if (a->nBitRate <= 0) a->nBitRate = 64000 * a->nChannels;
-    a->nBitRate = std::min(std::max(a->nBitRate, spec->minBitRate * scale), spec->maxBitRate * scale);
+    a->nBitRate = std::min(std::max(a->nBitRate, entry->minBitRate * scale), entry->maxBitRate * scale);
     return 1;
 }
 

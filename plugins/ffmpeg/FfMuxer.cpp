@@ -251,8 +251,8 @@ void* MuxCreateFile(const wchar_t* path, EncodeParam* param) {
     for (int type : {kAudio, kVideo}) {
         if (!m->s[type].want) continue;
         const AVCodec* codec = ProbedEncoder(codes[type]);
-        const CodecSpec* spec = FindSpec(codes[type]);
-        if (!codec || !spec || spec->type != type ||
+        const CodecEntry* entry = FindCodecEntry(codes[type]);
+        if (!codec || !entry || entry->type != type ||
             avformat_query_codec(ofmt, codec->id, FF_COMPLIANCE_NORMAL) == 0 ||
             // This FFmpeg writes FLAC into MP4 only as an experiment.
             (codec->id == AV_CODEC_ID_FLAC && !strcmp(ofmt->name, "mp4"))) {

@@ -22,7 +22,7 @@ namespace plxff {
 
 namespace {
 
-const CodecSpec kSpecs[] = {
+const CodecEntry kCodecs[] = {
     {QV_FOURCC('X', 'V', 'I', 'D'), 1, {"libxvid", "mpeg4", nullptr}, L"XVID",
      L"MPEG-4 Part 2 video", 16, 8190, 0, 64000, 40000000, false},
     {QV_FOURCC('H', '2', '6', '4'), 1, {"libx264", nullptr, nullptr}, L"H.264",
@@ -46,21 +46,21 @@ const CodecSpec kSpecs[] = {
     {QV_FOURCC('A', 'C', '3', ' '), 0, {"ac3", nullptr, nullptr}, L"AC-3",
      L"Dolby Digital (AC-3) audio", 0, 0, 6, 32000, 640000, false},
 };
-const size_t kSpecCount = sizeof kSpecs / sizeof kSpecs[0];
+const size_t kCodecCount = sizeof kCodecs / sizeof kCodecs[0];
 
-const AVCodec* g_probed[sizeof kSpecs / sizeof kSpecs[0]];
+const AVCodec* g_probed[sizeof kCodecs / sizeof kCodecs[0]];
 // Set on the probing thread while trial opens run, which look encoders up too.
 thread_local bool t_probing = false;
 
 // A trial open with ordinary settings: an encoder listed by the build may
 // still lack its library or refuse to start.
-bool TrialOpen(const CodecSpec& spec) {
+bool TrialOpen(const CodecEntry& entry) {
     EncodeParam param{};
-    param.video = {spec.fourcc, 0, 12, 128, 96, 25.0, 0, 500000, 0, 0, 0, {0}};
-    param.audio = {spec.fourcc, 48000, 2, 16, 0, 128000, 0};
+    param.video = {entry.fourcc, 0, 12, 128, 96, 25.0, 0, 500000, 0, 0, 0, {0}};
+    param.audio = {entry.fourcc, 48000, 2, 16, 0, 128000, 0};
     param.dwFileFormat = QV_FOURCC('M', 'K', 'V', ' ');
-    if (spec.type == 1 ? !ReviseVideo(&param) : !ReviseAudio(&param.audio)) return false;
-    void* enc = EncCreate(spec.fourcc, &param);
+    if (entry.type == 1 ? !ReviseVideo(&param) : !ReviseAudio(&param.audio)) return false;
+    void* enc = EncCreate(entry.fourcc, &param);
     EncClose(enc);
     return enc != nullptr;
 }
@@ -75,13 +75,13 @@ void ProbeAll() {
         // level (read from the environment) says errors only; kept if set.
         setenv("SVT_LOG", "1", 0);
         t_probing = true;
-        for (size_t i = 0; i < kSpecCount; ++i) {
-            for (const char* name : kSpecs[i].candidates) {
+        for (size_t i = 0; i < kCodecCount; ++i) {
+            for (const char* name : kCodecs[i].candidates) {
                 if (!name) break;
                 const AVCodec* codec = avcodec_find_encoder_by_name(name);
                 if (!codec) continue;
                 g_probed[i] = codec;  // tentatively, so the trial can find it
-                if (TrialOpen(kSpecs[i])) break;
+                if (TrialOpen(kCodecs[i])) break;
                 g_probed[i] = nullptr;
             }
         }
@@ -91,16 +91,16 @@ void ProbeAll() {
 
 }  // namespace
 
-const CodecSpec* FindSpec(uint32_t fourcc) {
-    for (const CodecSpec& s : kSpecs)
+const CodecEntry* FindCodecEntry(uint32_t fourcc) {
+    for (const CodecEntry& s : kCodecs)
         if (s.fourcc == fourcc) return &s;
     return nullptr;
 }
 
 const AVCodec* ProbedEncoder(uint32_t fourcc) {
     if (!t_probing) ProbeAll();
-    for (size_t i = 0; i < kSpecCount; ++i)
-        if (kSpecs[i].fourcc == fourcc) return g_probed[i];
+    for (size_t i = 0; i < kCodecCount; ++i)
+        if (kCodecs[i].fourcc == fourcc) return g_probed[i];
     return nullptr;
 }
 
@@ -140,12 +140,12 @@ ENCODER_MODE g_webmVideo[] = {{FC('V', 'P', '9', '0'), 0}, {FC('A', 'V', '0', '1
 ENCODER_MODE g_webmAudio[] = {{FC('O', 'P', 'U', 'S'), 0}, {0, 0}};
 ENCODER_MODE g_m4aAudio[] = {{FC('A', 'A', 'C', ' '), 0}, {0, 0}};
 
-struct MuxerSpec {
+struct MuxerEntry {
     uint32_t fourcc;
     const wchar_t *text0, *text1, *text2;
     ENCODER_MODE *audio, *video;
 };
-const MuxerSpec kMuxers[] = {
+const MuxerEntry kMuxers[] = {
     {FC('M', 'P', '4', ' '), L"mp4", L"MP4", L"MPEG-4 file, index at the front (fast start)",
      g_mp4Audio, g_mp4Video},
     {FC('M', 'O', 'V', ' '), L"mov", L"QuickTime", L"QuickTime movie, index at the front (fast start)",
@@ -166,7 +166,7 @@ PLX_EXPORT ENCODER_ITEM* PLXGetEncoders() {
     static std::vector<ENCODER_ITEM> items;
     static std::once_flag once;
     std::call_once(once, [] {
-        for (const CodecSpec& s : kSpecs) {
+        for (const CodecEntry& s : kCodecs) {
             if (!ProbedEncoder(s.fourcc)) continue;  // this FFmpeg build cannot open it
             ENCODER_ITEM item;
             plx::FillEncoder(&item, s.fourcc, s.type, s.text1, s.text2);
@@ -193,7 +193,7 @@ PLX_EXPORT FILEFORMAT_ITEM* PLXGetFileMuxers() {
     static std::vector<FILEFORMAT_ITEM> items;
     static std::once_flag once;
     std::call_once(once, [] {
-        for (const MuxerSpec& m : kMuxers) {
+        for (const MuxerEntry& m : kMuxers) {
             FILEFORMAT_ITEM item;
             plx::FillMuxer(&item, m.fourcc, m.text0, m.text1, m.text2);
             item.pAudioModes = m.audio;
