@@ -140,8 +140,12 @@ void SayLogTail(const LogCapture& log) {
 }
 
 // Releases the plugins when the job leaves, whichever way.
+// One initialisation of the plugins, released on every way out (a failed
+// scan still counts as one).
 struct PluginScope {
+    PluginScope() : opened(QVInitPlugins() != 0) {}
     ~PluginScope() { QVUninitPlugins(); }
+    const bool opened;
 };
 
 bool Exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
@@ -162,9 +166,8 @@ std::string PluginDirectory() {
 
 int RunList(const Options& options) {
     LogCapture log(options.verbose);
-    const unsigned opened = QVInitPlugins();
-    PluginScope scope;
-    if (!opened) {
+    PluginScope plugins;
+    if (!plugins.opened) {
         Say("cannot open the plugin directory " + PluginDirectory());
         SayLogTail(log);
         return kExitLibrary;
@@ -264,9 +267,8 @@ int RunJob(const Options& o) {
     if (video.kind == VideoSource::Y4m && !readFirst()) return kExitInput;
 
     LogCapture log(o.verbose);
-    const unsigned opened = QVInitPlugins();
-    PluginScope scope;
-    if (!opened) {
+    PluginScope plugins;
+    if (!plugins.opened) {
         Say("cannot open the plugin directory " + PluginDirectory());
         SayLogTail(log);
         return kExitLibrary;
