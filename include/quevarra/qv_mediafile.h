@@ -24,8 +24,11 @@ public:
     void Close(QVPROGRESS_CALLBACK callback, void* user);
 
     unsigned WriteVideoFrame(const MEDIA_FRAME* frame);
+    /* The resized frame, or null (logged once per file) when a plane cannot be resized. */
     MEDIA_FRAME* GetResizeFrame(const MEDIA_FRAME* frame);
     unsigned _WriteVideoFrame(const MEDIA_FRAME* frame);
+    /* Logs the first refused video frame of the file. */
+    void RefuseFrame(const MEDIA_FRAME* frame, const wchar_t* why);
 
     unsigned WriteAudioData(const MEDIA_FRAME* block);
     const MEDIA_FRAME* GetResampleFrame(const MEDIA_FRAME* block);
@@ -49,6 +52,7 @@ public:
     uint8_t* m_pFillBuffer;              /* owned; 4096 bytes of filler, made on the first hole */
     uint8_t m_LastSample[64];            /* last sample frame handed to the pipeline */
     int32_t m_nBlockAlign;               /* bytes per output sample frame; 4 until set up */
+    int32_t m_bFrameRefusalLogged;       /* a refused video frame has been logged for this file */
 };
 
 extern "C" {

@@ -14,6 +14,8 @@ extern "C" {
 #include <math.h>
 #include <string.h>
 
+#include <cstdlib>
+
 #include <algorithm>
 #include <vector>
 
@@ -151,8 +153,9 @@ void EncodeVideo(Encoder* e, const MEDIA_FRAME* in) {
     // Frames arrive at the revised size; one that claims to be smaller, or
     // whose rows are shorter than ours, cannot be encoded without reading
     // outside it.
-    bool fits = in->pPlane[0] && in->pPlane[1] && in->pPlane[2] && in->nPitch[0] >= w &&
-                in->nPitch[1] >= cw && in->nPitch[2] >= cw &&
+    // Negative pitches are bottom-up planes addressed from their top row.
+    bool fits = in->pPlane[0] && in->pPlane[1] && in->pPlane[2] && std::abs(in->nPitch[0]) >= w &&
+                std::abs(in->nPitch[1]) >= cw && std::abs(in->nPitch[2]) >= cw &&
                 !(in->nWidth > 0 && in->nWidth < w) && !(in->nHeight > 0 && in->nHeight < h);
     if (!fits) {
         if (!e->warnedSize)

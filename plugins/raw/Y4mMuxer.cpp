@@ -8,6 +8,8 @@
 #include <stdio.h>
 #include <string.h>
 
+#include <cstdlib>
+
 #include <string>
 
 namespace plxraw {
@@ -67,8 +69,10 @@ uint32_t Y4mWriteVideo(void* hFile, const void* data) {
         (frame->nHeight > 0 && frame->nHeight < f->height))
         return 0;
     const int cw = (f->width + 1) / 2, ch = (f->height + 1) / 2;
-    if (!frame->pPlane[0] || !frame->pPlane[1] || !frame->pPlane[2] || frame->nPitch[0] < f->width ||
-        frame->nPitch[1] < cw || frame->nPitch[2] < cw)
+    // A negative pitch is a bottom-up plane addressed from its top row.
+    if (!frame->pPlane[0] || !frame->pPlane[1] || !frame->pPlane[2] ||
+        std::abs(frame->nPitch[0]) < f->width || std::abs(frame->nPitch[1]) < cw ||
+        std::abs(frame->nPitch[2]) < cw)
         return 0;
     bool ok = fputs("FRAME\n", f->fp) >= 0 &&
               WritePlane(f->fp, frame->pPlane[0], frame->nPitch[0], f->width, f->height) &&

@@ -97,7 +97,7 @@ QV_API int DIB_ResizeBiLinerY(const IMG_PARAM& src, IMG_PARAM& dst) {
         } else {
             NearRow8(RowTopDown(src, lastRow) + src.x, row + dst.x, dst.cx, stepX);
         }
-        std::memset(row + right, kLumaBlack, dst.pitch - right);
+        std::memset(row + right, kLumaBlack, RowLength(dst) - right);
     }
     return 1;
 }

@@ -1,5 +1,7 @@
 #include "image/ResizeCommon.h"
 
+#include <algorithm>
+
 namespace qv::image {
 namespace {
 
@@ -12,11 +14,13 @@ bool AcceptPlane(const IMG_PARAM& p, int minSide, PlaneFormat format) {
     if (p.x < 0 || p.y < 0)
         return false;
     // Bytes of one stored row that the rectangle covers. Rows wider than the
-    // pitch (negative pitches included) would overlap the next row.
+    // pitch would overlap the next row. A negative pitch walks the stored rows
+    // upwards in memory (a bottom-up capture buffer addressed from its top
+    // row); its magnitude is the row length.
     const int64_t right = static_cast<int64_t>(p.x) + p.cx;
     const int64_t rowBytes =
         format.layout == Layout::Chroma ? (right - 1) / 2 + 1 : right * format.bytesPerPixel;
-    if (rowBytes > p.pitch)
+    if (rowBytes > RowLength(p))
         return false;
     // Bottom-up rows are addressed from `height`; a rectangle reaching below
     // it would be addressed before the buffer's first byte.
@@ -26,6 +30,16 @@ bool AcceptPlane(const IMG_PARAM& p, int minSide, PlaneFormat format) {
 }
 
 }  // namespace
+
+int ExtentColumns(const IMG_PARAM& p, int bytesPerPixel) {
+    const int64_t reach = int64_t{p.x} + p.cx;
+    const int64_t row = RowLength(p) / bytesPerPixel;
+    return static_cast<int>(std::min(std::max<int64_t>(p.width, reach), std::max(row, reach)));
+}
+
+int ExtentRows(const IMG_PARAM& p) {
+    return static_cast<int>(std::max<int64_t>(p.height, int64_t{p.y} + p.cy));
+}
 
 bool AcceptRects(const IMG_PARAM& src, PlaneFormat srcFormat, const IMG_PARAM& dst,
                  PlaneFormat dstFormat) {

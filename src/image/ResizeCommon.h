@@ -27,6 +27,17 @@ struct PlaneFormat {
     int bytesPerPixel;
 };
 
+// Bytes of one stored row: the pitch's magnitude, whichever way rows run.
+inline int64_t RowLength(const IMG_PARAM& p) { return p.pitch < 0 ? -int64_t{p.pitch} : p.pitch; }
+
+// Columns and rows of the top-down buffer a descriptor describes: `width` and
+// `height` where the host filled them, never less than the rectangle reaches
+// and never more columns than one stored row holds. Formulas that read one
+// element past the rectangle stay exact inside this extent and are clamped to
+// its last element beyond it.
+int ExtentColumns(const IMG_PARAM& p, int bytesPerPixel);
+int ExtentRows(const IMG_PARAM& p);
+
 // True when both descriptors can be walked safely: buffers present, source
 // rectangle at least 1x1, destination at least 2x2, the Q12 products
 // representable, rectangles starting inside the buffers, each rectangle row

@@ -43,11 +43,15 @@ void TableRow8(const uint8_t* in, uint8_t* out, const int32_t* cols, int count) 
 }
 
 // Index of the source sample nearest to i * srcLen / dstLen (halves rounded up),
-// absolute; the last entry is pinned to the rectangle's last sample.
-void FillTable(int32_t* table, int dstLen, int srcStart, int srcLen) {
-    for (int i = 0; i < dstLen - 1; ++i)
-        table[i] = static_cast<int32_t>((dstLen / 2 + static_cast<int64_t>(i) * srcLen) / dstLen) +
-                   srcStart;
+// absolute; the last entry is pinned to the rectangle's last sample. Enlarging
+// by more than 2x, the rounding reaches one sample past the rectangle for the
+// entries just before the last: that sample is read where the buffer has it
+// (`extent` samples) and the buffer's last sample stands in where it has not.
+void FillTable(int32_t* table, int dstLen, int srcStart, int srcLen, int extent) {
+    for (int i = 0; i < dstLen - 1; ++i) {
+        const int64_t at = (dstLen / 2 + static_cast<int64_t>(i) * srcLen) / dstLen + srcStart;
+        table[i] = static_cast<int32_t>(at < extent ? at : extent - 1);
+    }
     table[dstLen - 1] = srcStart + srcLen - 1;
 }
 
@@ -80,8 +84,8 @@ QV_API int DIB_ResizeNear8(const IMG_PARAM& src, IMG_PARAM& dst) {
         delete[] rowTable;
         return 0;
     }
-    FillTable(colTable, dst.cx, src.x, src.cx);
-    FillTable(rowTable, dst.cy, src.y, src.cy);
+    FillTable(colTable, dst.cx, src.x, src.cx, ExtentColumns(src, 1));
+    FillTable(rowTable, dst.cy, src.y, src.cy, ExtentRows(src));
     for (int j = 0; j < dst.cy; ++j)
         TableRow8(RowTopDown(src, rowTable[j]), RowTopDown(dst, dst.y + j) + dst.x, colTable,
                   dst.cx);
@@ -102,7 +106,7 @@ QV_API int DIB_ResizeNearY(const IMG_PARAM& src, IMG_PARAM& dst) {
         std::memset(row, kLumaBlack, dst.x);
         const int s = static_cast<int>(fy >> kShift) + src.y;
         NearRow8(RowTopDown(src, s) + src.x, row + dst.x, dst.cx, stepX);
-        std::memset(row + right, kLumaBlack, dst.pitch - right);
+        std::memset(row + right, kLumaBlack, RowLength(dst) - right);
     }
     return 1;
 }

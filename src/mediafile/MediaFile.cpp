@@ -26,7 +26,8 @@ MediaFile::MediaFile()
       m_llLastVideoTime(-1),
       m_llAudioBytes(0),
       m_pFillBuffer(nullptr),
-      m_nBlockAlign(4) {
+      m_nBlockAlign(4),
+      m_bFrameRefusalLogged(0) {
     memset(&m_ResizeFrame, 0, sizeof m_ResizeFrame);
     memset(&m_ResampleFrame, 0, sizeof m_ResampleFrame);
     memset(&m_EncParam, 0, sizeof m_EncParam);
@@ -69,11 +70,21 @@ void Describe(IMG_PARAM& d, int width, int height, int pitch, const tagRECT& rc)
     d.cy = rc.bottom - rc.top;
 }
 
-// At least 2x2 and inside a w x h picture (an odd aspect must not move a
-// rectangle out of its buffer).
-bool Usable(const tagRECT& rc, int w, int h) {
+// Inside a w x h picture and at least min x min.
+bool Usable(const tagRECT& rc, int w, int h, int min) {
     return rc.left >= 0 && rc.top >= 0 && rc.right <= w && rc.bottom <= h &&
-           rc.right - rc.left >= 2 && rc.bottom - rc.top >= 2;
+           rc.right - rc.left >= min && rc.bottom - rc.top >= min;
+}
+
+// Widens [lo, hi) about its centre to at least `min` inside [0, limit): a very
+// thin picture letterboxed into a wide one keeps a visible line instead of
+// collapsing to nothing.
+void Widen(int32_t& lo, int32_t& hi, int min, int limit) {
+    if (hi - lo >= min || limit < min) return;
+    lo = (lo + hi - min) / 2;
+    if (lo < 0) lo = 0;
+    if (lo > limit - min) lo = limit - min;
+    hi = lo + min;
 }
 
 // Pictures above this size on a side are refused: the fitting arithmetic is
@@ -173,6 +184,12 @@ int MediaFile::Create(const wchar_t* fileName, const EncodeParam* param,
         tagSIZE aspect = (ax != 0 && ay != 0) ? tagSIZE{ax, ay} : tagSIZE{inW, inH};
         ResizeRect(dst, aspect, static_cast<IMAGE_RESIZE_METHOD>(method));
     }
+    // The resizers take any source of at least 1x1 and need a destination of
+    // at least 2x2; extreme aspects can fit rectangles thinner than that.
+    Widen(src.left, src.right, 1, inW);
+    Widen(src.top, src.bottom, 1, inH);
+    Widen(dst.left, dst.right, 2, outW);
+    Widen(dst.top, dst.bottom, 2, outH);
 
     Describe(m_SrcY, inW, inH, inW, src);
     Describe(m_DstY, outW, outH, outW, dst);
@@ -183,9 +200,9 @@ int MediaFile::Create(const wchar_t* fileName, const EncodeParam* param,
         m_SrcY.cy == m_DstY.cy)
         return 1;
 
-    // The plane resizers step by (size - 1); a picture or fitted rectangle
-    // thinner than two pixels cannot be resized.
-    if (!Usable(src, inW, inH) || !Usable(dst, outW, outH)) {
+    // The plane resizers step by (destination size - 1): an output picture
+    // thinner than two pixels cannot be resized into.
+    if (!Usable(src, inW, inH, 1) || !Usable(dst, outW, outH, 2)) {
         LogEx(L"PFile::Create \"picture too small to resize: source (%d,%d,%d,%d) in %dx%d, "
               L"destination (%d,%d,%d,%d) in %dx%d\"\r\n",
               src.left, src.top, src.right, src.bottom, inW, inH, dst.left, dst.top, dst.right,
@@ -199,5 +216,10 @@ int MediaFile::Create(const wchar_t* fileName, const EncodeParam* param,
                    static_cast<size_t>(outW);
     m_pResizeBuffer = new (std::nothrow) uint8_t[bytes];
     if (!m_pResizeBuffer) return fail(L"PFile::Create \"out of memory for the resize buffer\"\r\n");
+    const int interpolation = m_EncParam.video.nInterpolation;
+    if (interpolation < IMAGE_INTERPOLATION_DEFAULT || interpolation > IMAGE_INTERPOLATION_BILINEAR)
+        LogEx(L"PFile::Create interpolation %d has no plane resizer: resized pictures stay "
+              L"black\r\n",
+              interpolation);
     return 1;
 }

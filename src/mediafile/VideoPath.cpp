@@ -1,6 +1,7 @@
 // Video frames on their way to the pipeline: resizing with black borders and
 // placement on the output timeline.
 #include <quevarra/qv_mediafile.h>
+#include <quevarra/qv_support.h>
 
 #include <math.h>
 #include <string.h>
@@ -30,7 +31,39 @@ void CountFrame(int32_t& counter) {
     if (counter < INT32_MAX) ++counter;
 }
 
+int64_t Magnitude(int32_t pitch) { return pitch < 0 ? -int64_t{pitch} : pitch; }
+
+// Why the planes of a host frame cannot be read as a width x height picture,
+// or null when they can. A width of 0 (no input description) checks only the
+// pointers. Negative pitches are fine: row r lies at pPlane + r * nPitch.
+const wchar_t* FrameProblem(const MEDIA_FRAME& f, int width) {
+    if (!f.pPlane[0] || !f.pPlane[1] || !f.pPlane[2]) return L"a plane pointer is null";
+    if (width <= 0) return nullptr;
+    const int64_t chroma = (int64_t{width} + 1) / 2;
+    if (Magnitude(f.nPitch[0]) < width) return L"the luma pitch is shorter than a row";
+    if (Magnitude(f.nPitch[1]) < chroma || Magnitude(f.nPitch[2]) < chroma)
+        return L"a chroma pitch is shorter than a row";
+    return nullptr;
+}
+
+bool HasPlaneResizer(int interpolation) {
+    return interpolation == IMAGE_INTERPOLATION_DEFAULT ||
+           interpolation == IMAGE_INTERPOLATION_NEAREST ||
+           interpolation == IMAGE_INTERPOLATION_BILINEAR;
+}
+
 }  // namespace
+
+// One line per file: a host that sends bad frames at 60 fps must not flood its log.
+void MediaFile::RefuseFrame(const MEDIA_FRAME* frame, const wchar_t* why) {
+    if (m_bFrameRefusalLogged) return;
+    m_bFrameRefusalLogged = 1;
+    LogEx(L"QVWriteVideoFrame: frame at %lld refused (%ls: planes %p %p %p, pitches %d %d %d, "
+          L"input %dx%d); further refusals of this file are not logged.",
+          static_cast<long long>(frame->llStreamTime), why, frame->pPlane[0], frame->pPlane[1],
+          frame->pPlane[2], frame->nPitch[0], frame->nPitch[1], frame->nPitch[2],
+          m_VideoInfo.width, m_VideoInfo.height);
+}
 
 unsigned MediaFile::_WriteVideoFrame(const MEDIA_FRAME* frame) {
     if (!frame) return 0;
@@ -58,17 +91,25 @@ MEDIA_FRAME* MediaFile::GetResizeFrame(const MEDIA_FRAME* frame) {
     m_DstY.pBits = y;
     m_SrcY.pBits = frame->pPlane[0];
     m_SrcY.pitch = frame->nPitch[0];
-    ImageResizeY(m_SrcY, m_DstY, method);
+    int done = ImageResizeY(m_SrcY, m_DstY, method);
 
     m_SrcUV.pBits = frame->pPlane[2];
     m_SrcUV.pitch = frame->nPitch[2];
     m_DstUV.pBits = v;
-    ImageResizeUV(m_SrcUV, m_DstUV, method);
+    done &= ImageResizeUV(m_SrcUV, m_DstUV, method);
 
     m_SrcUV.pBits = frame->pPlane[1];
     m_SrcUV.pitch = frame->nPitch[1];
     m_DstUV.pBits = u;
-    ImageResizeUV(m_SrcUV, m_DstUV, method);
+    done &= ImageResizeUV(m_SrcUV, m_DstUV, method);
+
+    // An interpolation without a plane resizer leaves the picture black by
+    // design (said once at creation); any other refusal is the frame's fault
+    // and must not become a black picture.
+    if (!done && HasPlaneResizer(method)) {
+        RefuseFrame(frame, L"a plane could not be resized");
+        return nullptr;
+    }
 
     memcpy(&m_ResizeFrame, frame, sizeof m_ResizeFrame);
     m_ResizeFrame.nWidth = W;
@@ -91,7 +132,12 @@ unsigned MediaFile::WriteVideoFrame(const MEDIA_FRAME* frame) {
         return result;
     }
 
+    if (const wchar_t* why = FrameProblem(*frame, m_VideoInfo.width)) {
+        RefuseFrame(frame, why);
+        return 0;
+    }
     const MEDIA_FRAME* F = m_pResizeBuffer ? GetResizeFrame(frame) : frame;
+    if (!F) return 0;
     const double rate = m_EncParam.video.dFrameRate;
     const int cmp = CompareRates(rate, m_VideoInfo.fps);
 

@@ -51,7 +51,7 @@ TEST(AnyResizer, ReadsAndWritesOnlyTheRectanglesAndIdentityCopies) {
 TEST(AnyResizer, RefusesWithoutWritingWhatItCannotWalk) {
     const struct { bool onSrc; int32_t IMG_PARAM::*field; int value; } bad[] = {
         {false, &IMG_PARAM::cx, 1}, {false, &IMG_PARAM::cy, 1},   {false, &IMG_PARAM::x, -1},
-        {false, &IMG_PARAM::pitch, -32}, {true, &IMG_PARAM::cx, 0}, {true, &IMG_PARAM::y, -2},
+        {false, &IMG_PARAM::pitch, -1}, {true, &IMG_PARAM::cx, 0}, {true, &IMG_PARAM::y, -2},
         {true, &IMG_PARAM::cx, 1 << 19},  // cx << 12 would overflow
         {false, &IMG_PARAM::y, 5}};       // below `height` rows: checked for bottom-up buffers only
     const Resizer bottomUpFirst[] = {

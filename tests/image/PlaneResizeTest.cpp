@@ -79,4 +79,51 @@ TEST(Dispatch, PicksTheResizerPerKindOrReturnsZeroAndYv12WalksYThenVThenU) {
     }
 }
 
+// Enlarging by 3x or more, the rounded tables reach one sample past the
+// rectangle: read where the buffer has it, the buffer's last sample where not.
+TEST(PlaneResize, NearestTablesStayInsideExactlySizedBuffers) {
+    for (int n : {1, 2})
+        for (int scale : {3, 4, 5, 8}) {
+            const int side = n + 2, out = n * scale;
+            // The rectangle in the last corner, then one sample in from it.
+            for (int at : {side - n, side - n - 1}) {
+                Image src(side, side, at, at, n, n);
+                FillPattern(src.bytes, side * 31 + at);
+                Bytes exact(src.bytes.size() + 2 * side + 1, 0);  // room for the literal read
+                Image roomy(side + 1, side + 1, at, at, n, n);
+                for (int r = 0; r < side; ++r)
+                    for (int c = 0; c < side; ++c) roomy.At(c, r) = src.At(c, r);
+                for (int c = 0; c <= side; ++c) roomy.At(c, side) = roomy.At(std::min(c, side - 1), side - 1);
+                for (int r = 0; r <= side; ++r) roomy.At(side, r) = roomy.At(side - 1, std::min(r, side - 1));
+                Image got(out, out, 0, 0, out, out, kSentinel), want(got);
+                ASSERT_EQ(ImageResize8(src.p, got.p, IMAGE_INTERPOLATION_NEAREST), 1);
+                ASSERT_EQ(DIB_ResizeNear8(roomy.p, want.p), 1);
+                EXPECT_EQ(got.bytes, want.bytes) << n << "x" << n << " at " << at << " by " << scale;
+            }
+        }
+}
+
+// Planes stored bottom-up and passed as their top row with a negative pitch
+// resize exactly as the same planes stored top-down.
+TEST(PlaneResize, NegativePitchesWalkRowsUpwards) {
+    const Resizer topDown[] = {DIB_ResizeNearY, DIB_ResizeBiLinerY, DIB_ResizeNearUV,
+                               DIB_ResizeBiLinerUV, DIB_ResizeNear8, DIB_ResizeBiLinerY_Simulate};
+    for (Resizer f : topDown)
+        for (auto [dcx, dcy] : {std::pair{5, 7}, {12, 3}}) {
+            Image src(9, 6, 1, 1, 7, 4), flipped(src);
+            FillPattern(src.bytes, dcx * 3 + dcy);
+            for (int r = 0; r < 6; ++r)
+                for (int c = 0; c < 9; ++c) flipped.At(c, 5 - r) = src.At(c, r);
+            Image want(16, 8, 2, 1, dcx, dcy, kSentinel), got(want);
+            for (int r = 0; r < 8; ++r)
+                for (int c = 0; c < 16; ++c) got.At(c, 7 - r) = want.At(c, r);
+            flipped.p.pBits += 5 * 9, flipped.p.pitch = -9;
+            got.p.pBits += 7 * 16, got.p.pitch = -16;
+            ASSERT_EQ(f(src.p, want.p), 1);
+            ASSERT_EQ(f(flipped.p, got.p), 1);
+            got.p.pitch = 16;  // read back as stored
+            for (int r = 0; r < 8; ++r) EXPECT_EQ(got.Row(7 - r, 0, 16), want.Row(r, 0, 16)) << r;
+        }
+}
+
 }  // namespace

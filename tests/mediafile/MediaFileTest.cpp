@@ -311,7 +311,70 @@ TEST_F(VideoPath, ResizedFramesHaveBlackBordersAndPlanarLayout) {
             EXPECT_TRUE(Rows(y, 640, 0, 480, 200) && Rows(u, 320, 0, 240, 60) && Rows(v, 320, 0, 240, 180));
         }
     }
-    EncodeParam p = Params();  // a fitted sliver under two rows: refused
+    EncodeParam p = Params();  // a fitted sliver under two rows keeps two
     xVideoInfo vi = VideoInfo(4000, 2, 25);
-    EXPECT_TRUE(mf.Create(L"out", &p, &vi, nullptr) == 0 && Tagged(L"PFile::Create").size() == 1);
+    ASSERT_EQ(mf.Create(L"out", &p, &vi, nullptr), 1);
+    EXPECT_EQ(Ints({mf.m_DstY.y, mf.m_DstY.cy, mf.m_DstY.cx}), Ints({119, 2, 320}));
+}
+
+// A picture whose planes are stored bottom-up, passed as row 0 with a negative
+// pitch, comes out as the same picture stored top-down does.
+TEST_F(VideoPath, BottomUpPlanesComeOutUprightResizedOrNot) {
+    auto flip = [](Bytes& plane, int w, int h) {
+        for (int r = 0; r < h / 2; ++r)
+            std::swap_ranges(plane.begin() + r * w, plane.begin() + (r + 1) * w, plane.end() - (r + 1) * w);
+    };
+    for (int outW : {32, 64})
+        for (int interp : {0, 1}) {
+            EncodeParam p = Params(kMux, outW, outW * 3 / 4, 25.0, 0);
+            p.video.nInterpolation = interp;
+            xVideoInfo vi = VideoInfo(64, 48, 25.0);
+            std::vector<Bytes> seen;
+            for (bool bottomUp : {false, true}) {
+                MediaFile file;
+                ASSERT_EQ(file.Create(L"out", &p, &vi, nullptr), 1);
+                Picture pic(64, 48, 0, 0, 0);
+                for (size_t i = 0; i < pic.Y.size(); ++i) pic.Y[i] = uint8_t(i / 64 * 5 + i % 64);
+                for (size_t i = 0; i < pic.U.size(); ++i) pic.U[i] = uint8_t(i * 7), pic.V[i] = uint8_t(i / 32 * 9);
+                if (bottomUp) {
+                    flip(pic.Y, 64, 48), flip(pic.U, 32, 24), flip(pic.V, 32, 24);
+                    for (int k = 0; k < 3; ++k) pic.f.nPitch[k] = -pic.f.nPitch[k];
+                    pic.f.pPlane[0] += 47 * 64, pic.f.pPlane[1] += 23 * 32, pic.f.pPlane[2] += 23 * 32;
+                }
+                ASSERT_EQ(file.WriteVideoFrame(pic.At(0)), 1u);
+                const MEDIA_FRAME& f = g.video.back().frame;
+                const int w = outW, h = outW * 3 / 4;
+                Bytes planes;
+                for (int k = 0; k < 3; ++k)
+                    for (int r = 0; r < (k ? h / 2 : h); ++r)
+                        planes.insert(planes.end(), f.pPlane[k] + r * f.nPitch[k], f.pPlane[k] + r * f.nPitch[k] + (k ? w / 2 : w));
+                seen.push_back(planes);
+            }
+            EXPECT_EQ(seen[0], seen[1]) << outW << " " << interp;
+            EXPECT_EQ(seen[1][5], outW == 64 ? 5 : 10);  // a picture, not black
+        }
+}
+
+// Any picture of at least 1x1 is enlarged; frames whose planes cannot be read
+// are refused with 0 and one log line per file, never encoded as black.
+TEST_F(VideoPath, TinyPicturesAreEnlargedAndUnreadableFramesRefused) {
+    EncodeParam p = Params(kMux, 320, 240, 25.0, 1);
+    xVideoInfo vi = VideoInfo(1, 1, 25.0);
+    ASSERT_EQ(mf.Create(L"out", &p, &vi, nullptr), 1);
+    Picture dot(1, 1, 200, 90, 240);
+    ASSERT_EQ(mf.WriteVideoFrame(dot.At(0)), 1u);
+    const MEDIA_FRAME& f = g.video.back().frame;  // letterboxed square (40, 0, 280, 240)
+    EXPECT_TRUE(Rows(f.pPlane[0], 320, 0, 240, 16) == false && f.pPlane[0][39] == 16 &&
+                f.pPlane[0][40] == 200 && f.pPlane[0][279] == 200 && f.pPlane[0][280] == 16);
+    EXPECT_TRUE(f.pPlane[1][20] == 90 && f.pPlane[2][139] == 240 && f.pPlane[2][140] == 128);
+    qvtest::TakeLog();
+
+    Picture pic(1, 1, 1, 2, 3);
+    pic.f.pPlane[1] = nullptr;
+    EXPECT_EQ(mf.WriteVideoFrame(pic.At(400000)), 0u);
+    EXPECT_EQ(Tagged(L"QVWriteVideoFrame: frame at 400000 refused (a plane pointer is null").size(), 1u);
+    pic.f.pPlane[1] = pic.U.data(), pic.f.nPitch[0] = 0;
+    EXPECT_EQ(mf.WriteVideoFrame(pic.At(800000)), 0u);  // refused again, not logged again
+    EXPECT_TRUE(qvtest::TakeLog().empty() && g.video.size() == 1);
+    EXPECT_EQ(mf.WriteVideoFrame(dot.At(800000)), 2u);  // the next good frame fills the gap
 }
