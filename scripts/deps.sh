@@ -5,8 +5,10 @@ set -euo pipefail
 
 PACKAGES=(cmake ninja-build g++ g++-multilib pkg-config
           libgtest-dev libgmock-dev libbenchmark-dev
-          libavcodec-dev libavformat-dev libavutil-dev libswscale-dev ffmpeg
-          libyuv-dev)
+          libavcodec-dev libavformat-dev libavutil-dev libswscale-dev libswresample-dev ffmpeg
+          libhwy-dev libyuv-dev
+          clang libclang-rt-14-dev
+          python3 python3-dev python3-pybind11 python3-numpy python3-pytest)
 
 missing=()
 for p in "${PACKAGES[@]}"; do
