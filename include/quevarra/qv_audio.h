@@ -5,8 +5,9 @@
 #include <quevarra/qv_export.h>
 
 /* Counts are in samples, each channel's sample counted separately. Channel
- * counts 1 and 2 are supported. One converter is used by one thread at a time,
- * and no two converters may convert at the same time (s_dSpare is shared). */
+ * counts 1 and 2 are supported. One converter is used by one thread at a time;
+ * different converters may convert on different threads at once: they share
+ * s_dSpare, whose read and update are serialised. */
 class QV_API CAudioConverter {
 public:
     /* bufferSize 0 means 262144 samples. */
@@ -37,7 +38,8 @@ public:
     int m_nWorkCapacity; /* samples in m_pWork; grows past m_nCapacity for large downsampled blocks */
 
     /* Fractional remainder of the output sample count, shared by every
-     * converter of the process and never reset. */
+     * converter of the process and never reset. Converters read and update it
+     * under a lock; write it only while no conversion runs. */
     static double s_dSpare;
 };
 

@@ -7,6 +7,7 @@
 #include <string.h>
 
 #include <algorithm>
+#include <mutex>
 #include <new>
 
 #include "audio/ChannelMap.h"
@@ -23,6 +24,22 @@ short* GrownCopy(const short* old, int keep, int capacity) {
     memset(p, 0, sizeof(short) * static_cast<size_t>(capacity));
     if (old && keep > 0) memcpy(p, old, sizeof(short) * static_cast<size_t>(keep));
     return p;
+}
+
+// The remainder is one value for the whole process (each converter's count is
+// nudged by what the others leave behind). Its read and its update are guarded
+// so that files converted on different threads at once race on nothing; the
+// resampling itself runs outside the lock.
+std::mutex g_spareMutex;
+
+double ReadSpare() {
+    std::lock_guard<std::mutex> lock(g_spareMutex);
+    return CAudioConverter::s_dSpare;
+}
+
+void AddSpare(double delta) {
+    std::lock_guard<std::mutex> lock(g_spareMutex);
+    CAudioConverter::s_dSpare += delta;
 }
 
 // Rates that cannot form a ratio (zero, negative) are treated as equal, so the
@@ -167,7 +184,7 @@ int CAudioConverter::ConvertData(const short* samples, int count) {
     // The remainder is shared with every other converter; a value left by one
     // with a very different ratio must not push the count past the buffer.
     int room = m_nCapacity - m_nValid;
-    double nD = trunc((static_cast<double>(m) + s_dSpare) / ratio + 0.5);
+    double nD = trunc((static_cast<double>(m) + ReadSpare()) / ratio + 0.5);
     int n = nD <= 0.0 ? 0 : (nD >= static_cast<double>(room) ? room : static_cast<int>(nD));
     bool stereoOut = m_nOutChannels != 1;
     short* out = m_pBuffer + m_nValid;
@@ -181,7 +198,7 @@ int CAudioConverter::ConvertData(const short* samples, int count) {
         ResampleStereo(W, m, out, n);
     }
 
-    s_dSpare += static_cast<double>(m) - ratio * static_cast<double>(n);
+    AddSpare(static_cast<double>(m) - ratio * static_cast<double>(n));
 
     short carry0 = W[m - 2];
     short carry1 = W[m - 1];
