@@ -1,0 +1,198 @@
+// Plugins that fail on purpose: each failure is logged, fails cleanly, leaves
+// no instance or file of the plugin alive, and the next file (through plxraw)
+// is written normally in the same process.
+#include <gtest/gtest.h>
+
+#include <dlfcn.h>
+#include <limits.h>
+#include <stdlib.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include <quevarra/qv_mediafile.h>
+#include <quevarra/qv_support.h>
+
+#include "common/TestSupport.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+typedef std::vector<std::wstring> Msgs;
+uint32_t Code(const char* s) { return QV_FOURCC(s[0], s[1], s[2], s[3]); }
+
+std::wstring W(const std::string& utf8) {
+    std::vector<wchar_t> buffer(utf8.size() + 1);
+    UTF8toW(utf8.c_str(), -1, buffer.data(), static_cast<int>(buffer.size()), true);
+    return buffer.data();
+}
+bool Has(const Msgs& log, const std::wstring& text) {  // a message starting with text
+    return std::any_of(log.begin(), log.end(), [&](const std::wstring& m) { return m.rfind(text, 0) == 0; });
+}
+std::string ReadAll(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+struct Picture {
+    explicit Picture(int w, int h) : y(size_t(w) * h, 90), c(size_t((w + 1) / 2) * ((h + 1) / 2), 128), f{} {
+        f.pPlane[0] = y.data(), f.pPlane[1] = f.pPlane[2] = c.data();
+        f.nWidth = w, f.nHeight = h, f.nPitch[0] = w, f.nPitch[1] = f.nPitch[2] = (w + 1) / 2;
+    }
+    const MEDIA_FRAME* At(int64_t t) { return f.llTimeStamp = f.llStreamTime = t, &f; }
+    std::vector<uint8_t> y, c;
+    MEDIA_FRAME f;
+};
+struct Sound {  // 1/25 s of 44100 Hz stereo
+    Sound() : pcm(1764 * 2, 300), f{} {
+        f.nSampleRate = 44100, f.nChannels = 2, f.nBitsPerSample = 16;
+        f.pData = pcm.data(), f.nDataSize = static_cast<int32_t>(pcm.size() * 2);
+    }
+    const MEDIA_FRAME* At(int64_t t) { return f.llTimeStamp = f.llStreamTime = t, &f; }
+    std::vector<int16_t> pcm;
+    MEDIA_FRAME f;
+};
+
+class Faults : public ::testing::Test {
+protected:
+    void SetUp() override {
+        qvtest::InstallTestLog();
+        for (const char* m : {"faults", "longenc", "longmux", "edge", "unresolved"})
+            m_bundle.AddPlugin(std::string("fp_") + m + ".dylib", std::string("plx") + m + ".dylib");
+        fs::copy_file(QV_PLXRAW, m_bundle.EncoderDir() + "/plxraw.dylib");
+        m_bundle.Use();
+        m_dir = qvtest::MakeTempDir("qvfault");
+    }
+    void TearDown() override {
+        while (PluginMgr::m_InitRefCounter.Get() > 0) QVUninitPlugins();
+        qvtest::TakeLog();
+        unsetenv("QUEVARRA_BUNDLE");
+        qvtest::RemoveTree(m_dir);
+    }
+    Msgs Init() {
+        qvtest::TakeLog();
+        EXPECT_EQ(QVInitPlugins(), 1u);
+        return qvtest::TakeLog();
+    }
+    // Instances and files of the fault plugin still alive.
+    int Live() {
+        void* m = dlopen((m_bundle.EncoderDir() + "/plxfaults.dylib").c_str(), RTLD_LAZY | RTLD_NOLOAD);
+        auto live = m ? reinterpret_cast<int (*)()>(dlsym(m, "QVFaultLive")) : nullptr;
+        int n = live ? live() : -1;
+        if (m) dlclose(m);
+        return n;
+    }
+    EncodeParam Param(const char* mux, const char* video, const char* audio) {
+        EncodeParam p;
+        QVDefaultEncodeParam(&p);
+        p.dwFileFormat = Code(mux), p.video.dwFourCC = Code(video), p.audio.dwFourCC = Code(audio);
+        p.video.dFrameRate = 25.0;
+        return p;
+    }
+    void* Create(const EncodeParam& p, const std::string& name = "out.bin") {
+        const xVideoInfo vi = {320, 240, 25.0, 0.0, 0, 0, {0}, 0};
+        const xAudioInfo ai = {44100, 2, 16, 176400, 0.0, 0};
+        qvtest::TakeLog();
+        return QVCreateMediaFile(W(m_dir + "/" + name).c_str(), &p, &vi, &ai);
+    }
+    // Four frames and four blocks, interleaved; one digit per write result.
+    std::string WriteAV(void* h) {
+        Picture pic(320, 240);
+        Sound snd;
+        std::string results;
+        for (int i = 0; i < 4; ++i) {
+            results += std::to_string(QVWriteVideoFrame(h, pic.At(i * 400000LL)));
+            results += std::to_string(QVWriteAudioData(h, snd.At(i * 400000LL)));
+        }
+        return results;
+    }
+    // A short Y4M and a short WAV through plxraw, checked on disk.
+    void WriteNextFiles() {
+        EncodeParam p = Param("Y4M ", "I420", "PCM ");
+        p.video.nWidth = 320, p.video.nHeight = 240, p.bDisableAudio = 1;
+        void* h = Create(p, "next.y4m");
+        ASSERT_NE(h, nullptr) << qvtest::JoinLog(qvtest::TakeLog());
+        Picture pic(320, 240);
+        EXPECT_EQ(QVWriteVideoFrame(h, pic.At(0)) + QVWriteVideoFrame(h, pic.At(400000)), 2u);
+        QVCloseMediaFile(h, nullptr, nullptr);
+        const std::string y4m = ReadAll(m_dir + "/next.y4m");
+        EXPECT_EQ(y4m.size() - y4m.find("FRAME\n"), 2u * (6 + 320 * 240 * 3 / 2));
+        p = Param("WAV ", "I420", "PCM "), p.bDisableVideo = 1;
+        h = Create(p, "next.wav");
+        ASSERT_NE(h, nullptr) << qvtest::JoinLog(qvtest::TakeLog());
+        Sound snd;
+        EXPECT_EQ(QVWriteAudioData(h, snd.At(0)) + QVWriteAudioData(h, snd.At(400000)), 2u);
+        QVCloseMediaFile(h, nullptr, nullptr);
+        EXPECT_EQ(fs::file_size(m_dir + "/next.wav"), 44u + 2 * 1764 * 4);
+    }
+    qvtest::TempBundle m_bundle;
+    std::string m_dir;
+};
+
+TEST_F(Faults, ScanRefusesListsWithoutAnEndAndFilesItCannotLoad) {
+    m_bundle.AddFile("plxempty.dylib", "");
+    std::string elf = ReadAll(QV_PLXRAW);
+    m_bundle.AddFile("plxtruncated.dylib", elf.substr(0, 2000));
+    fs::create_directory(m_bundle.EncoderDir() + "/plxdir.dylib");
+    const std::wstring dir = W(fs::canonical(m_bundle.EncoderDir()).string() + "/");
+    const Msgs log = Init();
+    for (const char* name : {"plxempty", "plxtruncated", "plxdir", "plxunresolved"})
+        EXPECT_TRUE(Has(log, L"***Failed to Load file:[" + dir + W(name) + L".dylib].")) << name;
+    // A file cut short is never mapped (the loader would fault on its missing pages).
+    auto cut = std::find(log.begin(), log.end(), L"***Failed to Load file:[" + dir + L"plxtruncated.dylib].");
+    ASSERT_TRUE(cut != log.end() && cut + 1 != log.end());
+    EXPECT_EQ(cut[1].rfind(L"the file is 2000 bytes long but its segments need ", 0), 0u) << cut[1];
+    EXPECT_TRUE(Has(log, L"***PLXGetEncoders list without a terminator within its first 4096 records in [" +
+                             dir + L"plxlongenc.dylib]; none of it is registered."));
+    EXPECT_TRUE(Has(log, L"***PLXGetFileMuxers list without a terminator within its first 4096 records in [" +
+                             dir + L"plxlongmux.dylib]; none of it is registered."));
+    // The muxer-only plugin contributed nothing and is closed; the other keeps its muxer.
+    EXPECT_TRUE(Has(log, L"***Without Muxer & Encoder Info in [" + dir + L"plxlongmux.dylib]"));
+    EXPECT_FALSE(Has(log, L"***Without Muxer & Encoder Info in [" + dir + L"plxlongenc.dylib]"));
+    auto count = [](auto& registry, const char* code) {
+        return std::count_if(registry.begin(), registry.end(), [&](auto& r) { return r.dwFourCC == Code(code); });
+    };
+    EXPECT_EQ(count(PluginMgr::m_arEncoder, "LONG"), 4095) << "only the list that ends in time";
+    EXPECT_EQ(count(PluginMgr::m_arFileFormat, "ENDL") + count(PluginMgr::m_arFileFormat, "LMUX"), 1);
+    EXPECT_EQ(PluginMgr::m_arModule.size(), 4u);  // faults, longenc, edge, raw
+    WriteNextFiles();
+    QVUninitPlugins();
+}
+
+TEST_F(Faults, EncoderAndMuxerFailuresFailCleanly) {
+    const std::wstring path = W(m_dir + "/out.bin");
+    const struct {
+        const char *mux, *video, *audio;
+        std::wstring line;    // logged by the failure
+        std::string results;  // of WriteAV; empty: the file is refused
+    } cases[] = {
+        {"FMOK", "FVCN", "FAOK", L"Create video encoder failed.", "01010101"},  // that stream is left out
+        {"FMOK", "FVOK", "FACN", L"Create audio encoder failed.", "10101010"},
+        {"FMOK", "FVNO", "FANO", L"QVPM::Create [" + path, "00000000"},  // no output: the muxer writes nothing
+        {"FMOK", "FVRF", "FAOK", L"Can't revise the video param[320x240, 512000bps].", ""},
+        {"FMOK", "FVOK", "FARF", L"Can't revise the audio param[44100Hz, 2Channels, 128000bps, 16bits].", ""},
+        {"FMCF", "FVOK", "FAOK", L"Failed to create the file [" + path + L"].", ""},
+        {"FMMW", "FVOK", "FAOK", L"QVPM::Create [" + path, "11000000"},  // writes fail midway, close fails
+    };
+    Init();
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string(c.mux) + " " + c.video + " " + c.audio);
+        void* h = Create(Param(c.mux, c.video, c.audio));
+        const Msgs log = qvtest::TakeLog();
+        EXPECT_TRUE(Has(log, c.line)) << qvtest::JoinLog(log);
+        EXPECT_EQ(h != nullptr, !c.results.empty());
+        if (h) {
+            EXPECT_EQ(WriteAV(h), c.results);
+            QVCloseMediaFile(h, nullptr, nullptr);
+        } else {
+            EXPECT_TRUE(Has(log, L"PFile::Create Fail to m_PluginMgr.Create [")) << qvtest::JoinLog(log);
+        }
+        EXPECT_EQ(Live(), 0);
+        WriteNextFiles();
+    }
+}
+
+}  // namespace
