@@ -3,7 +3,6 @@
 // is written normally in the same process.
 #include <gtest/gtest.h>
 
-#include <dlfcn.h>
 #include <limits.h>
 #include <stdlib.h>
 
@@ -16,13 +15,14 @@
 #include <quevarra/qv_support.h>
 
 #include "common/TestSupport.h"
+#include "faults/FaultBundle.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
+using namespace qvfault;
 typedef std::vector<std::wstring> Msgs;
-uint32_t Code(const char* s) { return QV_FOURCC(s[0], s[1], s[2], s[3]); }
 
 std::wstring W(const std::string& utf8) {
     std::vector<wchar_t> buffer(utf8.size() + 1);
@@ -37,32 +37,10 @@ std::string ReadAll(const std::string& path) {
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
-struct Picture {
-    explicit Picture(int w, int h) : y(size_t(w) * h, 90), c(size_t((w + 1) / 2) * ((h + 1) / 2), 128), f{} {
-        f.pPlane[0] = y.data(), f.pPlane[1] = f.pPlane[2] = c.data();
-        f.nWidth = w, f.nHeight = h, f.nPitch[0] = w, f.nPitch[1] = f.nPitch[2] = (w + 1) / 2;
-    }
-    const MEDIA_FRAME* At(int64_t t) { return f.llTimeStamp = f.llStreamTime = t, &f; }
-    std::vector<uint8_t> y, c;
-    MEDIA_FRAME f;
-};
-struct Sound {  // 1/25 s of 44100 Hz stereo
-    Sound() : pcm(1764 * 2, 300), f{} {
-        f.nSampleRate = 44100, f.nChannels = 2, f.nBitsPerSample = 16;
-        f.pData = pcm.data(), f.nDataSize = static_cast<int32_t>(pcm.size() * 2);
-    }
-    const MEDIA_FRAME* At(int64_t t) { return f.llTimeStamp = f.llStreamTime = t, &f; }
-    std::vector<int16_t> pcm;
-    MEDIA_FRAME f;
-};
-
 class Faults : public ::testing::Test {
 protected:
     void SetUp() override {
         qvtest::InstallTestLog();
-        for (const char* m : {"faults", "longenc", "longmux", "edge", "unresolved"})
-            m_bundle.AddPlugin(std::string("fp_") + m + ".dylib", std::string("plx") + m + ".dylib");
-        fs::copy_file(QV_PLXRAW, m_bundle.EncoderDir() + "/plxraw.dylib");
         m_bundle.Use();
         m_dir = qvtest::MakeTempDir("qvfault");
     }
@@ -76,14 +54,6 @@ protected:
         qvtest::TakeLog();
         EXPECT_EQ(QVInitPlugins(), 1u);
         return qvtest::TakeLog();
-    }
-    // Instances and files of the fault plugin still alive.
-    int Live() {
-        void* m = dlopen((m_bundle.EncoderDir() + "/plxfaults.dylib").c_str(), RTLD_LAZY | RTLD_NOLOAD);
-        auto live = m ? reinterpret_cast<int (*)()>(dlsym(m, "QVFaultLive")) : nullptr;
-        int n = live ? live() : -1;
-        if (m) dlclose(m);
-        return n;
     }
     EncodeParam Param(const char* mux, const char* video, const char* audio) {
         EncodeParam p;
@@ -128,7 +98,7 @@ protected:
         QVCloseMediaFile(h, nullptr, nullptr);
         EXPECT_EQ(fs::file_size(m_dir + "/next.wav"), 44u + 2 * 1764 * 4);
     }
-    qvtest::TempBundle m_bundle;
+    FaultBundle m_bundle;
     std::string m_dir;
 };
 
@@ -190,7 +160,7 @@ TEST_F(Faults, EncoderAndMuxerFailuresFailCleanly) {
         } else {
             EXPECT_TRUE(Has(log, L"PFile::Create Fail to m_PluginMgr.Create [")) << qvtest::JoinLog(log);
         }
-        EXPECT_EQ(Live(), 0);
+        EXPECT_EQ(m_bundle.Live(), 0);
         WriteNextFiles();
     }
 }
