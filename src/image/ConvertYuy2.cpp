@@ -102,6 +102,17 @@ void SwapPackedRow(const uint8_t* src, uint8_t* dst, int groups) {
     }
 }
 
+// A cx x cy rectangle at (xp, yp) of a packed picture and at (xq, yq) of a
+// planar 4:2:0 one. Rows go in pairs and widths in macropixels, so one more of
+// each may be touched.
+bool PackedAnd420Addressable(int64_t xp, int64_t yp, int pitch, int64_t xq, int64_t yq, int pitchY,
+                             int pitchU, int pitchV, int cx, int cy) {
+    const int64_t width = int64_t{cx} + 1, rows = int64_t{cy} + 1;
+    return Addressable((xp + width) * 2, yp + rows, pitch) && Addressable(xq + width, yq + rows, pitchY) &&
+           Addressable(xq / 2 + width / 2, yq / 2 + rows / 2, pitchU) &&
+           Addressable(xq / 2 + width / 2, yq / 2 + rows / 2, pitchV);
+}
+
 ptrdiff_t At(int row, int pitch, ptrdiff_t column) {
     return static_cast<ptrdiff_t>(row) * pitch + column;
 }
@@ -191,12 +202,8 @@ void YUY2_2_Yuv420(unsigned char* pY, unsigned char* pU, unsigned char* pV, int 
     if (cx <= 0 || cy <= 0) return;
     QV_COLOR_REQUIRE_TEXT("YUY2_2_Yuv420", xDst >= 0 && yDst >= 0 && xSrc >= 0 && ySrc >= 0,
                           "positions >= 0");
-    // Rows go in pairs and widths in macropixels: one more of each may be touched.
-    const int64_t width = int64_t{cx} + 1, rows = int64_t{cy} + 1;
-    QV_COLOR_REQUIRE_TEXT("YUY2_2_Yuv420", Addressable((xSrc + width) * 2, ySrc + rows, nPitchSrc) &&
-                                               Addressable(xDst + width, yDst + rows, nPt_Y) &&
-                                               Addressable(xDst / 2 + width / 2, yDst / 2 + rows / 2, nPt_U) &&
-                                               Addressable(xDst / 2 + width / 2, yDst / 2 + rows / 2, nPt_V),
+    QV_COLOR_REQUIRE_TEXT("YUY2_2_Yuv420", PackedAnd420Addressable(xSrc, ySrc, nPitchSrc, xDst, yDst, nPt_Y,
+                                                                   nPt_U, nPt_V, cx, cy),
                           QV_OFFSETS_FIT);
     const PackedOrder o = OrderOf(bYUY2);
     const int pairs = (cx + 1) / 2;
@@ -223,11 +230,8 @@ void Yuv420_2_YUY2(unsigned char* lpBitsDst, int nPitchDst, int xDst, int yDst, 
     if (cx <= 0 || cy <= 0) return;
     QV_COLOR_REQUIRE_TEXT("Yuv420_2_YUY2", xDst >= 0 && yDst >= 0 && xSrc >= 0 && ySrc >= 0,
                           "positions >= 0");
-    const int64_t width = int64_t{cx} + 1, rows = int64_t{cy} + 1;
-    QV_COLOR_REQUIRE_TEXT("Yuv420_2_YUY2", Addressable((xDst + width) * 2, yDst + rows, nPitchDst) &&
-                                               Addressable(xSrc + width, ySrc + rows, nPt_Y) &&
-                                               Addressable(xSrc / 2 + width / 2, ySrc / 2 + rows / 2, nPt_U) &&
-                                               Addressable(xSrc / 2 + width / 2, ySrc / 2 + rows / 2, nPt_V),
+    QV_COLOR_REQUIRE_TEXT("Yuv420_2_YUY2", PackedAnd420Addressable(xDst, yDst, nPitchDst, xSrc, ySrc, nPt_Y,
+                                                                   nPt_U, nPt_V, cx, cy),
                           QV_OFFSETS_FIT);
     const PackedOrder o = OrderOf(bYUY2);
     const int pairs = (cx + 1) / 2;
