@@ -53,6 +53,7 @@ public:
     uint8_t m_LastSample[64];            /* last sample frame handed to the pipeline */
     int32_t m_nBlockAlign;               /* bytes per output sample frame; 4 until set up */
     int32_t m_bFrameRefusalLogged;       /* a refused video frame has been logged for this file */
+    int32_t m_bPartialFrameLogged;       /* an audio block of partial frames has been logged */
 };
 
 extern "C" {

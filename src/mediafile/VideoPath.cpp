@@ -6,6 +6,8 @@
 #include <math.h>
 #include <string.h>
 
+#include <algorithm>
+
 #include "mediafile/MediaFileUtil.h"
 
 namespace {
@@ -160,6 +162,12 @@ unsigned MediaFile::WriteVideoFrame(const MEDIA_FRAME* frame) {
     const double seconds = static_cast<double>(F->llStreamTime) / kTicksPerSecond;
     int64_t N = qvmedia::TruncToInt64(seconds * rate + 0.5);
     if (N > INT32_MAX - 1) N = INT32_MAX - 1;
+    // One call fills at most qvmedia::kMaxFillSeconds of the timeline; a frame
+    // placed further on (a wild time stamp) is refused, not repeated for hours.
+    if (N - m_nOutFrames + 1 > std::max(1.0, qvmedia::kMaxFillSeconds * rate)) {
+        RefuseFrame(frame, L"its place lies more than ten minutes past the frames written");
+        return 0;
+    }
     unsigned sum = 0;
     for (int64_t repeat = N - m_nOutFrames + 1; repeat > 0; --repeat) {
         sum += _WriteVideoFrame(F);

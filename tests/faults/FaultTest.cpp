@@ -165,4 +165,52 @@ TEST_F(Faults, EncoderAndMuxerFailuresFailCleanly) {
     }
 }
 
+// The revise entries write absurd values into the parameters: what the media
+// file cannot use is refused with a line naming it; what it can (a zero or
+// negative frame rate: every frame on index 0) is written without dividing by
+// zero, allocating the impossible or repeating a frame forever.
+TEST_F(Faults, ScribbledParametersAreRefusedOrSurvived) {
+    const struct {
+        bool video;  // FVSC with video.nExtra, else FASC with audio.nExtra
+        int which;
+        std::wstring line;    // the refusal; empty: created
+        std::string results;  // of WriteAV when created
+    } cases[] = {
+        {true, 1, L"PFile::Create \"cannot fit a 320x240 picture into -640x-480\"\r\n", ""},
+        {true, 2, L"PFile::Create \"cannot fit a 320x240 picture into 1073741824x1073741824\"\r\n", ""},
+        {true, 3, L"PFile::Create \"cannot fit a 320x240 picture into 0x0\"\r\n", ""},
+        {true, 4, L"PFile::Create \"video frame rate nan is not usable\"\r\n", ""},
+        {true, 5, L"PFile::Create \"video frame rate inf is not usable\"\r\n", ""},
+        {true, 6, L"PFile::Create \"video frame rate -inf is not usable\"\r\n", ""},
+        {true, 7, L"PFile::Create \"video frame rate 1000000000.000000 is not usable\"\r\n", ""},
+        {true, 8, L"", "11010101"},
+        {true, 9, L"", "11010101"},
+        {false, 1, L"PFile::Create \"audio.nChannels 0 outside 1..32\"\r\n", ""},
+        {false, 2, L"PFile::Create \"audio.nChannels 1000 outside 1..32\"\r\n", ""},
+        {false, 3, L"PFile::Create \"cannot convert 44100Hz 2ch audio to 0Hz 2ch\"\r\n", ""},
+        {false, 4, L"PFile::Create \"cannot convert 44100Hz 2ch audio to -44100Hz 2ch\"\r\n", ""},
+        {false, 5, L"PFile::Create \"cannot convert 44100Hz 2ch audio to 2147483647Hz 2ch\"\r\n", ""},
+        {false, 6, L"PFile::Create \"m_EncParam.audio.nBitsPerSample != pAudInfo->bitspersample\"\r\n", ""},
+        {false, 7, L"PFile::Create \"m_EncParam.audio.nBitsPerSample != pAudInfo->bitspersample\"\r\n", ""},
+    };
+    Init();
+    for (const auto& c : cases) {
+        SCOPED_TRACE((c.video ? "video " : "audio ") + std::to_string(c.which));
+        EncodeParam p = Param("FMOK", c.video ? "FVSC" : "FVOK", c.video ? "FAOK" : "FASC");
+        (c.video ? p.video.nExtra : p.audio.nExtra) = c.which;
+        void* h = Create(p);
+        const Msgs log = qvtest::TakeLog();
+        if (c.line.empty()) {
+            ASSERT_NE(h, nullptr) << qvtest::JoinLog(log);
+            EXPECT_EQ(WriteAV(h), c.results);
+            QVCloseMediaFile(h, nullptr, nullptr);
+        } else {
+            EXPECT_EQ(h, nullptr);
+            EXPECT_TRUE(Has(log, c.line)) << qvtest::JoinLog(log);
+        }
+        EXPECT_EQ(m_bundle.Live(), 0);
+        WriteNextFiles();
+    }
+}
+
 }  // namespace

@@ -165,6 +165,10 @@ TEST(HostileText, NullsBadLengthsAndTinyBuffers) {
     GetAppPathA(path, 0), GetAppPathA(path, -5), GetAppPathA(nullptr, 512);
     EXPECT_STREQ(path, "xyz");
     EXPECT_EQ(GetAppPath(nullptr, 512), nullptr);
+    qvtest::InstallTestLog(), qvtest::TakeLog();
+    EXPECT_EQ(Log(nullptr), 0);
+    LogEx(nullptr, 1, 2);
+    EXPECT_TRUE(qvtest::TakeLog().empty());
 }
 
 TEST(HostilePlugins, QueriesWithoutPluginsAndWithNulls) {
