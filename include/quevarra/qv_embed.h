@@ -80,8 +80,9 @@ typedef struct QV_MEDIAFILE_STATS {
 /* Copies the counters of the media file hFile into *pStats and returns 1.
  * Returns 0 and writes nothing for a null argument or a cbSize below the
  * size of this first version; a larger cbSize gets the fields known here.
- * Safe from any thread while other threads write to the file; each stream's
- * counters come from one moment. */
+ * Safe from any thread while other threads write to the file (not once
+ * QVCloseMediaFile has begun: the handle goes away); each stream's counters
+ * come from one moment. */
 QV_API int QVGetMediaFileStats(void* hFile, QV_MEDIAFILE_STATS* pStats);
 
 /* The library's version, "MAJOR.MINOR.PATCH", the same as its CMake package's. */
