@@ -7,6 +7,28 @@
 
 namespace qvmedia {
 
+namespace {
+
+// Each stream's fields, which only its own lock guards.
+using Field = int64_t QV_MEDIAFILE_STATS::*;
+constexpr Field kVideoFields[] = {
+    &QV_MEDIAFILE_STATS::llVideoFramesIn, &QV_MEDIAFILE_STATS::llVideoFramesOut,
+    &QV_MEDIAFILE_STATS::llVideoFramesRepeated, &QV_MEDIAFILE_STATS::llVideoFramesDropped,
+    &QV_MEDIAFILE_STATS::llVideoTime};
+constexpr Field kAudioFields[] = {
+    &QV_MEDIAFILE_STATS::llAudioSamplesIn, &QV_MEDIAFILE_STATS::llAudioSamplesOut,
+    &QV_MEDIAFILE_STATS::llAudioSamplesFilled, &QV_MEDIAFILE_STATS::llAudioSamplesCut,
+    &QV_MEDIAFILE_STATS::llAudioTime};
+
+template <size_t N>
+void CopyFields(pthread_mutex_t* mutex, const Field (&fields)[N], QV_MEDIAFILE_STATS& to,
+                const QV_MEDIAFILE_STATS& from) {
+    CSingleLock lock(mutex);
+    for (Field f : fields) to.*f = from.*f;
+}
+
+}  // namespace
+
 int64_t Ticks(double amount, double perSecond) {
     constexpr double kTicksPerSecond = 10000000.0;
     return perSecond > 0.0 ? TruncToInt64(amount * kTicksPerSecond / perSecond + 0.5) : 0;
@@ -47,16 +69,9 @@ void CountAudio(MediaFile& mf, const AudioStep& step, const MEDIA_FRAME* handed)
 }
 
 void ResetStats(MediaFile& mf) {
-    {
-        CSingleLock lock(&mf.m_VideoStatsMutex);
-        QV_MEDIAFILE_STATS& s = mf.m_Stats;
-        s.llVideoFramesIn = s.llVideoFramesOut = s.llVideoFramesRepeated = 0;
-        s.llVideoFramesDropped = s.llVideoTime = 0;
-    }
-    CSingleLock lock(&mf.m_AudioStatsMutex);
-    QV_MEDIAFILE_STATS& s = mf.m_Stats;
-    s.llAudioSamplesIn = s.llAudioSamplesOut = s.llAudioSamplesFilled = 0;
-    s.llAudioSamplesCut = s.llAudioTime = 0;
+    const QV_MEDIAFILE_STATS zero = {};
+    CopyFields(&mf.m_VideoStatsMutex, kVideoFields, mf.m_Stats, zero);
+    CopyFields(&mf.m_AudioStatsMutex, kAudioFields, mf.m_Stats, zero);
 }
 
 }  // namespace qvmedia
@@ -68,22 +83,8 @@ extern "C" int QVGetMediaFileStats(void* hFile, QV_MEDIAFILE_STATS* pStats) {
     QV_MEDIAFILE_STATS copy;
     copy.cbSize = pStats->cbSize;
     copy.nReserved = 0;
-    {
-        CSingleLock lock(&mf.m_VideoStatsMutex);
-        copy.llVideoFramesIn = mf.m_Stats.llVideoFramesIn;
-        copy.llVideoFramesOut = mf.m_Stats.llVideoFramesOut;
-        copy.llVideoFramesRepeated = mf.m_Stats.llVideoFramesRepeated;
-        copy.llVideoFramesDropped = mf.m_Stats.llVideoFramesDropped;
-        copy.llVideoTime = mf.m_Stats.llVideoTime;
-    }
-    {
-        CSingleLock lock(&mf.m_AudioStatsMutex);
-        copy.llAudioSamplesIn = mf.m_Stats.llAudioSamplesIn;
-        copy.llAudioSamplesOut = mf.m_Stats.llAudioSamplesOut;
-        copy.llAudioSamplesFilled = mf.m_Stats.llAudioSamplesFilled;
-        copy.llAudioSamplesCut = mf.m_Stats.llAudioSamplesCut;
-        copy.llAudioTime = mf.m_Stats.llAudioTime;
-    }
+    qvmedia::CopyFields(&mf.m_VideoStatsMutex, qvmedia::kVideoFields, copy, mf.m_Stats);
+    qvmedia::CopyFields(&mf.m_AudioStatsMutex, qvmedia::kAudioFields, copy, mf.m_Stats);
     // Only the fields of this version: a larger record keeps the rest.
     memcpy(pStats, &copy, sizeof copy);
     return 1;
