@@ -84,7 +84,9 @@ TEST_F(HostileHost, CreationRefusesWhatItCannotUse) {
         void* h = Create(&c.vi, &c.ai);
         const Msgs log = qvtest::TakeLog();
         EXPECT_EQ(h == nullptr, !c.line.empty()) << qvtest::JoinLog(log);
-        if (!c.line.empty()) EXPECT_EQ(Count(log, c.line), 1u) << qvtest::JoinLog(log);
+        if (!c.line.empty()) {
+            EXPECT_EQ(Count(log, c.line), 1u) << qvtest::JoinLog(log);
+        }
         QVCloseMediaFile(h, nullptr, nullptr);
     }
 }
