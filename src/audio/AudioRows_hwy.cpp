@@ -95,59 +95,106 @@ HWY_INLINE V HighHalf(V v) {
     return hn::ShiftRight<16>(v);
 }
 
+// Lanes window[rel] and window[rel + 1], from a window of twice the lanes.
+template <class DI, class DW>
+HWY_INLINE void Neighbours(DI di, DW dw, hn::Vec<DW> window, hn::Vec<DI> rel, hn::Vec<DI>& at,
+                           hn::Vec<DI>& after) {
+    const auto idx = hn::ZeroExtendVector(dw, rel);
+    at = hn::LowerHalf(di, hn::TableLookupLanes(window, hn::IndicesFromVec(dw, idx)));
+    after = hn::LowerHalf(di, hn::TableLookupLanes(window, hn::IndicesFromVec(dw, hn::Add(idx, hn::Set(dw, 1)))));
+}
+
+// Reading the neighbours from one loaded window of 2N inputs beats gathering
+// them, and it holds a vector's N outputs whenever the block advances at most
+// 1.5 inputs per output: their floors then span at most 1.5 (N - 1) + 1 < 2N - 1
+// inputs (N >= 2). Faster reductions gather.
+bool Windowed(int m, int n) { return 2LL * m <= 3LL * n; }
+
+template <class DD, class DI, class D16>
+HWY_INLINE void StoreMono(DD dd, DI di, D16 d16, hn::Vec<DI> a, hn::Vec<DI> b, hn::Vec<DD> f,
+                          short* out) {
+    const auto v = Lerp(dd, di, a, b, f);
+    hn::StoreU(hn::DemoteTo(d16, hn::Min(hn::Max(v, hn::Set(di, -32767)), hn::Set(di, 32767))), d16, out);
+}
+
 void ResampleMono(const short* W, int m, short* out, int n) {
     const hn::ScalableTag<double> dd;
     const hn::Rebind<int32_t, decltype(dd)> di;
+    const hn::Twice<decltype(di)> dw;
     const hn::Rebind<int16_t, decltype(dd)> d16;
+    const hn::Rebind<int16_t, decltype(dw)> d16w;
     const int N = static_cast<int>(hn::Lanes(dd));
-    // Vectors only where both W[j] and W[j + 1] lie in the block.
+    // Windows W[j0 .. j0 + 2N) while they lie in the block; then gathers
+    // while W[j + 1] does; the last outputs one by one.
+    const int windowEnd = n > 0 && Windowed(m, n) ? FirstBeyond(m, n, n, m - 2 * N) : 0;
     const int safe = n > 0 && m >= 2 ? FirstBeyond(m, n, n, m - 2) : 0;
     const auto md = hn::Set(dd, static_cast<double>(m));
     const auto nd = hn::Set(dd, static_cast<double>(n));
     auto next = hn::Iota(dd, 1.0);
+    hn::Vec<decltype(di)> j, a, b;
+    hn::Vec<decltype(dd)> f;
     int i = 0;
+    for (; i + N <= n && i < windowEnd; i += N, next = hn::Add(next, hn::Set(dd, N))) {
+        Positions(dd, di, next, md, nd, j, f);
+        const int j0 = hn::GetLane(j);
+        Neighbours(di, dw, hn::PromoteTo(dw, hn::LoadU(d16w, W + j0)), hn::Sub(j, hn::Set(di, j0)), a, b);
+        StoreMono(dd, di, d16, a, b, f, out + i);
+    }
     for (; i + N <= safe; i += N, next = hn::Add(next, hn::Set(dd, N))) {
-        hn::Vec<decltype(di)> j;
-        hn::Vec<decltype(dd)> f;
         Positions(dd, di, next, md, nd, j, f);
         // W[j] and W[j + 1] as one 32-bit lane, addressed from the first
         // lane's sample so that the offsets stay small.
         const int j0 = hn::GetLane(j);
         const auto pairs = hn::GatherOffset(di, reinterpret_cast<const int32_t*>(W + j0),
                                             hn::ShiftLeft<1>(hn::Sub(j, hn::Set(di, j0))));
-        auto v = Lerp(dd, di, LowHalf(pairs), HighHalf(pairs), f);
-        v = hn::Min(hn::Max(v, hn::Set(di, -32767)), hn::Set(di, 32767));
-        hn::StoreU(hn::DemoteTo(d16, v), d16, out + i);
+        StoreMono(dd, di, d16, LowHalf(pairs), HighHalf(pairs), f, out + i);
     }
     for (; i < n; ++i) out[i] = MonoSample(W, m, n, i);
+}
+
+// Frames are 32-bit lanes: left low, right high.
+template <class DD, class DI, class D16>
+HWY_INLINE void StoreStereo(DD dd, DI di, D16 d16, hn::Vec<DI> at, hn::Vec<DI> after, hn::Vec<DD> f,
+                            short* out) {
+    const auto left = Lerp(dd, di, LowHalf(at), LowHalf(after), f);
+    const auto right = Lerp(dd, di, HighHalf(at), HighHalf(after), f);
+    const auto both = hn::Or(hn::And(left, hn::Set(di, 0xFFFF)), hn::ShiftLeft<16>(right));
+    hn::StoreU(hn::BitCast(d16, both), d16, out);
 }
 
 void ResampleStereo(const short* W, int m, short* out, int n) {
     const hn::ScalableTag<double> dd;
     const hn::Rebind<int32_t, decltype(dd)> di;
+    const hn::Twice<decltype(di)> dw;
     const hn::Repartition<int16_t, decltype(di)> d16;
+    const hn::Repartition<int16_t, decltype(dw)> d16w;
     const int N = static_cast<int>(hn::Lanes(dd));
     const int frames = n / 2;
-    // Vectors only where frames j and j + 1 lie in the block: 2j + 3 < m.
+    // Windows of frames j0 .. j0 + 2N - 1 while they lie in the block (the
+    // last whole frame is (m - 2) / 2); then gathers while frame j + 1 does;
+    // the last frames one by one.
+    const int windowEnd = frames > 0 && m >= 2 && Windowed(m, n) ? FirstBeyond(m, n, frames, (m - 2) / 2 - (2 * N - 1)) : 0;
     const int safe = frames > 0 && m >= 4 ? FirstBeyond(m, n, frames, (m - 4) / 2) : 0;
     const auto md = hn::Set(dd, static_cast<double>(m));
     const auto nd = hn::Set(dd, static_cast<double>(n));
     auto next = hn::Iota(dd, 1.0);
+    hn::Vec<decltype(di)> j, at, after;
+    hn::Vec<decltype(dd)> f;
     int k = 0;
-    for (; k + N <= safe; k += N, next = hn::Add(next, hn::Set(dd, N))) {
-        hn::Vec<decltype(di)> j;
-        hn::Vec<decltype(dd)> f;
+    for (; k + N <= frames && k < windowEnd; k += N, next = hn::Add(next, hn::Set(dd, N))) {
         Positions(dd, di, next, md, nd, j, f);
-        // A frame is one 32-bit lane: left low, right high.
+        const int j0 = hn::GetLane(j);
+        const auto window = hn::BitCast(dw, hn::LoadU(d16w, W + 2 * j0));
+        Neighbours(di, dw, window, hn::Sub(j, hn::Set(di, j0)), at, after);
+        StoreStereo(dd, di, d16, at, after, f, out + 2 * k);
+    }
+    for (; k + N <= safe; k += N, next = hn::Add(next, hn::Set(dd, N))) {
+        Positions(dd, di, next, md, nd, j, f);
         const int j0 = hn::GetLane(j);
         const int32_t* frame0 = reinterpret_cast<const int32_t*>(W + 2 * j0);
         const auto offsets = hn::ShiftLeft<2>(hn::Sub(j, hn::Set(di, j0)));
-        const auto at = hn::GatherOffset(di, frame0, offsets);
-        const auto after = hn::GatherOffset(di, frame0 + 1, offsets);
-        const auto left = Lerp(dd, di, LowHalf(at), LowHalf(after), f);
-        const auto right = Lerp(dd, di, HighHalf(at), HighHalf(after), f);
-        const auto both = hn::Or(hn::And(left, hn::Set(di, 0xFFFF)), hn::ShiftLeft<16>(right));
-        hn::StoreU(hn::BitCast(d16, both), d16, out + 2 * k);
+        StoreStereo(dd, di, d16, hn::GatherOffset(di, frame0, offsets), hn::GatherOffset(di, frame0 + 1, offsets),
+                    f, out + 2 * k);
     }
     for (; k < frames; ++k) StereoFrame(W, m, n, k, out);
     PinLastFrame(W, m, out, n);
