@@ -101,7 +101,8 @@ HWY_INLINE void Neighbours(DI di, DW dw, hn::Vec<DW> window, hn::Vec<DI> rel, hn
                            hn::Vec<DI>& after) {
     const auto idx = hn::ZeroExtendVector(dw, rel);
     at = hn::LowerHalf(di, hn::TableLookupLanes(window, hn::IndicesFromVec(dw, idx)));
-    after = hn::LowerHalf(di, hn::TableLookupLanes(window, hn::IndicesFromVec(dw, hn::Add(idx, hn::Set(dw, 1)))));
+    const auto idx1 = hn::Add(idx, hn::Set(dw, 1));
+    after = hn::LowerHalf(di, hn::TableLookupLanes(window, hn::IndicesFromVec(dw, idx1)));
 }
 
 // Reading the neighbours from one loaded window of 2N inputs beats gathering
@@ -173,7 +174,8 @@ void ResampleStereo(const short* W, int m, short* out, int n) {
     // Windows of frames j0 .. j0 + 2N - 1 while they lie in the block (the
     // last whole frame is (m - 2) / 2); then gathers while frame j + 1 does;
     // the last frames one by one.
-    const int windowEnd = frames > 0 && m >= 2 && Windowed(m, n) ? FirstBeyond(m, n, frames, (m - 2) / 2 - (2 * N - 1)) : 0;
+    const int windowEnd =
+        frames > 0 && m >= 2 && Windowed(m, n) ? FirstBeyond(m, n, frames, (m - 2) / 2 - (2 * N - 1)) : 0;
     const int safe = frames > 0 && m >= 4 ? FirstBeyond(m, n, frames, (m - 4) / 2) : 0;
     const auto md = hn::Set(dd, static_cast<double>(m));
     const auto nd = hn::Set(dd, static_cast<double>(n));
@@ -193,8 +195,8 @@ void ResampleStereo(const short* W, int m, short* out, int n) {
         const int j0 = hn::GetLane(j);
         const int32_t* frame0 = reinterpret_cast<const int32_t*>(W + 2 * j0);
         const auto offsets = hn::ShiftLeft<2>(hn::Sub(j, hn::Set(di, j0)));
-        StoreStereo(dd, di, d16, hn::GatherOffset(di, frame0, offsets), hn::GatherOffset(di, frame0 + 1, offsets),
-                    f, out + 2 * k);
+        StoreStereo(dd, di, d16, hn::GatherOffset(di, frame0, offsets),
+                    hn::GatherOffset(di, frame0 + 1, offsets), f, out + 2 * k);
     }
     for (; k < frames; ++k) StereoFrame(W, m, n, k, out);
     PinLastFrame(W, m, out, n);

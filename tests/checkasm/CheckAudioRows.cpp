@@ -7,6 +7,7 @@
 #include <quevarra/qv_audio.h>
 
 #include <cstring>
+#include <functional>
 
 #include "audio/AudioRows.h"
 #include "checkasm/Guarded.h"
@@ -64,62 +65,57 @@ std::vector<int> OutputCounts(int m, checkasm::Rng& rng) {
 
 const Guarded::Side kSides[] = {Guarded::kGuardAfter, Guarded::kGuardBefore};
 
-TEST(Checkasm, AudioChannelMapsMatchTheReferenceRows) {
-    const AudioRows& ref = qv::audio::AudioRowFamily().Reference();
-    checkasm::Rng rng(11);
-    for (qv::cpu::Target target : checkasm::SimdTargets()) {
-        const AudioRows& simd = qv::audio::AudioRowFamily().For(target);
-        const char* name = qv::cpu::TargetName(target);
-        for (int count : Counts())
-            for (Guarded::Side side : kSides) {
-                const uint64_t seed = rng.Next();
-                Pcm mono(count, seed, side), stereo(2 * count, seed + 1, side);
-                Pcm wide(2 * count, seed + 2, side), wide2(2 * count, seed + 2, side);
-                ref.monoToStereo(mono.data(), count, wide.data());
-                simd.monoToStereo(mono.data(), count, wide2.data());
-                ASSERT_EQ(wide.Bytes(), wide2.Bytes()) << name << " monoToStereo " << count;
-                Pcm narrow(count, seed + 3, side), narrow2(count, seed + 3, side);
-                ref.stereoToMono(stereo.data(), count, narrow.data());
-                simd.stereoToMono(stereo.data(), count, narrow2.data());
-                ASSERT_EQ(narrow.Bytes(), narrow2.Bytes()) << name << " stereoToMono " << count;
-            }
+// Runs `row` of the reference and of every target into the same guarded
+// buffer of `count` samples and asserts the same bytes (after a first
+// mismatch, nothing more is run).
+void Compare(const std::vector<qv::cpu::Target>& targets, const char* name, int count, uint64_t seed,
+             Guarded::Side side, const std::function<void(const AudioRows&, short*)>& row) {
+    if (count == 0 || ::testing::Test::HasFatalFailure()) return;
+    Pcm out(count, seed, side);
+    row(qv::audio::AudioRowFamily().Reference(), out.data());
+    const std::vector<uint8_t> want = out.Bytes();
+    for (qv::cpu::Target target : targets) {
+        std::memset(out.data(), 0x5A, sizeof(short) * size_t(count));  // no stale answer
+        row(qv::audio::AudioRowFamily().For(target), out.data());
+        ASSERT_EQ(want, out.Bytes()) << qv::cpu::TargetName(target) << " " << name << count;
     }
 }
 
+TEST(Checkasm, AudioChannelMapsMatchTheReferenceRows) {
+    const std::vector<qv::cpu::Target> targets = checkasm::SimdTargets();
+    checkasm::Rng rng(11);
+    for (int count : Counts())
+        for (Guarded::Side side : kSides) {
+            const uint64_t seed = rng.Next();
+            Pcm mono(count, seed, side), stereo(2 * count, seed + 1, side);
+            Compare(targets, "monoToStereo, samples out: ", 2 * count, seed + 2, side,
+                    [&](const AudioRows& r, short* out) { r.monoToStereo(mono.data(), count, out); });
+            Compare(targets, "stereoToMono, samples out: ", count, seed + 3, side,
+                    [&](const AudioRows& r, short* out) { r.stereoToMono(stereo.data(), count, out); });
+        }
+}
+
 TEST(Checkasm, AudioResamplersMatchTheReferenceRows) {
-    const AudioRows& ref = qv::audio::AudioRowFamily().Reference();
+    const std::vector<qv::cpu::Target> targets = checkasm::SimdTargets();
     checkasm::Rng rng(12);
-    for (qv::cpu::Target target : checkasm::SimdTargets()) {
-        const AudioRows& simd = qv::audio::AudioRowFamily().For(target);
-        const char* name = qv::cpu::TargetName(target);
-        for (int m : Counts())
-            for (int n : OutputCounts(m, rng)) {
-                // The two carried samples sit right in front of the block;
-                // the guard page lies before them or after the block.
-                const Guarded::Side side = kSides[rng.Range(0, 1)];
-                const uint64_t seed = rng.Next();
-                Pcm work(m + 2, seed, side);
-                const short* W = work.data() + 2;
-                Pcm a(n, seed + 1, side), b(n, seed + 1, side);
-                auto same = [&](const char* row) {
-                    ASSERT_EQ(a.Bytes(), b.Bytes()) << name << " " << row << ": " << m << " -> " << n;
-                };
-                ref.resampleMono(W, m, a.data(), n);
-                simd.resampleMono(W, m, b.data(), n);
-                same("resampleMono");
-                for (int channels : {1, 2}) {
-                    ref.copyHolding(W, m, a.data(), n, channels);
-                    simd.copyHolding(W, m, b.data(), n, channels);
-                    same("copyHolding");
-                }
-                const int even = n & ~1;  // the walk hands whole stereo frames only
-                if (even == 0) continue;
-                Pcm c(even, seed + 2, side), d(even, seed + 2, side);
-                ref.resampleStereo(W, m, c.data(), even);
-                simd.resampleStereo(W, m, d.data(), even);
-                ASSERT_EQ(c.Bytes(), d.Bytes()) << name << " resampleStereo: " << m << " -> " << even;
-            }
-    }
+    for (int m : Counts())
+        for (int n : OutputCounts(m, rng)) {
+            // The two carried samples sit right in front of the block; the
+            // guard page lies before them or after the block.
+            const Guarded::Side side = kSides[rng.Range(0, 1)];
+            const uint64_t seed = rng.Next();
+            Pcm work(m + 2, seed, side);
+            const short* W = work.data() + 2;
+            const int even = n & ~1;  // the walk hands whole stereo frames only
+            const std::string what = std::to_string(m) + " -> ";
+            Compare(targets, ("resampleMono " + what).c_str(), n, seed + 1, side,
+                    [&](const AudioRows& r, short* out) { r.resampleMono(W, m, out, n); });
+            Compare(targets, ("resampleStereo " + what).c_str(), even, seed + 1, side,
+                    [&](const AudioRows& r, short* out) { r.resampleStereo(W, m, out, even); });
+            for (int channels : {1, 2})
+                Compare(targets, ("copyHolding " + what).c_str(), n, seed + 1, side,
+                        [&](const AudioRows& r, short* out) { r.copyHolding(W, m, out, n, channels); });
+        }
 }
 
 // Everything one converter gives for a block sequence, and what it leaves.
