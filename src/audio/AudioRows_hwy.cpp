@@ -125,8 +125,9 @@ void ResampleMono(const short* W, int m, short* out, int n) {
     const hn::Rebind<int16_t, decltype(dd)> d16;
     const hn::Rebind<int16_t, decltype(dw)> d16w;
     const int N = static_cast<int>(hn::Lanes(dd));
-    // Windows W[j0 .. j0 + 2N) while they lie in the block; then gathers
-    // while W[j + 1] does; the last outputs one by one.
+    // Vectors while W[j + 1] lies in the block, reading windows W[j0 .. j0 + 2N)
+    // while those do (their outputs come first) and gathering after; the last
+    // outputs one by one.
     const int windowEnd = n > 0 && Windowed(m, n) ? FirstBeyond(m, n, n, m - 2 * N) : 0;
     const int safe = n > 0 && m >= 2 ? FirstBeyond(m, n, n, m - 2) : 0;
     const auto md = hn::Set(dd, static_cast<double>(m));
@@ -135,20 +136,21 @@ void ResampleMono(const short* W, int m, short* out, int n) {
     hn::Vec<decltype(di)> j, a, b;
     hn::Vec<decltype(dd)> f;
     int i = 0;
-    for (; i + N <= n && i < windowEnd; i += N, next = hn::Add(next, hn::Set(dd, N))) {
-        Positions(dd, di, next, md, nd, j, f);
-        const int j0 = hn::GetLane(j);
-        Neighbours(di, dw, hn::PromoteTo(dw, hn::LoadU(d16w, W + j0)), hn::Sub(j, hn::Set(di, j0)), a, b);
-        StoreMono(dd, di, d16, a, b, f, out + i);
-    }
     for (; i + N <= safe; i += N, next = hn::Add(next, hn::Set(dd, N))) {
         Positions(dd, di, next, md, nd, j, f);
-        // W[j] and W[j + 1] as one 32-bit lane, addressed from the first
-        // lane's sample so that the offsets stay small.
+        // Addressed from the first lane's sample so that the offsets stay small.
         const int j0 = hn::GetLane(j);
-        const auto pairs = hn::GatherOffset(di, reinterpret_cast<const int32_t*>(W + j0),
-                                            hn::ShiftLeft<1>(hn::Sub(j, hn::Set(di, j0))));
-        StoreMono(dd, di, d16, LowHalf(pairs), HighHalf(pairs), f, out + i);
+        const auto rel = hn::Sub(j, hn::Set(di, j0));
+        if (i < windowEnd) {
+            Neighbours(di, dw, hn::PromoteTo(dw, hn::LoadU(d16w, W + j0)), rel, a, b);
+        } else {
+            // W[j] and W[j + 1] as one 32-bit lane.
+            const auto pairs =
+                hn::GatherOffset(di, reinterpret_cast<const int32_t*>(W + j0), hn::ShiftLeft<1>(rel));
+            a = LowHalf(pairs);
+            b = HighHalf(pairs);
+        }
+        StoreMono(dd, di, d16, a, b, f, out + i);
     }
     for (; i < n; ++i) out[i] = MonoSample(W, m, n, i);
 }
@@ -171,9 +173,9 @@ void ResampleStereo(const short* W, int m, short* out, int n) {
     const hn::Repartition<int16_t, decltype(dw)> d16w;
     const int N = static_cast<int>(hn::Lanes(dd));
     const int frames = n / 2;
-    // Windows of frames j0 .. j0 + 2N - 1 while they lie in the block (the
-    // last whole frame is (m - 2) / 2); then gathers while frame j + 1 does;
-    // the last frames one by one.
+    // Vectors while frame j + 1 lies in the block, reading windows of frames
+    // j0 .. j0 + 2N - 1 while those do (the last whole frame is (m - 2) / 2)
+    // and gathering after; the last frames one by one.
     const int windowEnd =
         frames > 0 && m >= 2 && Windowed(m, n) ? FirstBeyond(m, n, frames, (m - 2) / 2 - (2 * N - 1)) : 0;
     const int safe = frames > 0 && m >= 4 ? FirstBeyond(m, n, frames, (m - 4) / 2) : 0;
@@ -183,20 +185,19 @@ void ResampleStereo(const short* W, int m, short* out, int n) {
     hn::Vec<decltype(di)> j, at, after;
     hn::Vec<decltype(dd)> f;
     int k = 0;
-    for (; k + N <= frames && k < windowEnd; k += N, next = hn::Add(next, hn::Set(dd, N))) {
-        Positions(dd, di, next, md, nd, j, f);
-        const int j0 = hn::GetLane(j);
-        const auto window = hn::BitCast(dw, hn::LoadU(d16w, W + 2 * j0));
-        Neighbours(di, dw, window, hn::Sub(j, hn::Set(di, j0)), at, after);
-        StoreStereo(dd, di, d16, at, after, f, out + 2 * k);
-    }
     for (; k + N <= safe; k += N, next = hn::Add(next, hn::Set(dd, N))) {
         Positions(dd, di, next, md, nd, j, f);
+        // Addressed from the first lane's frame so that the offsets stay small.
         const int j0 = hn::GetLane(j);
-        const int32_t* frame0 = reinterpret_cast<const int32_t*>(W + 2 * j0);
-        const auto offsets = hn::ShiftLeft<2>(hn::Sub(j, hn::Set(di, j0)));
-        StoreStereo(dd, di, d16, hn::GatherOffset(di, frame0, offsets),
-                    hn::GatherOffset(di, frame0 + 1, offsets), f, out + 2 * k);
+        const auto rel = hn::Sub(j, hn::Set(di, j0));
+        if (k < windowEnd) {
+            Neighbours(di, dw, hn::BitCast(dw, hn::LoadU(d16w, W + 2 * j0)), rel, at, after);
+        } else {
+            const int32_t* frame0 = reinterpret_cast<const int32_t*>(W + 2 * j0);
+            at = hn::GatherOffset(di, frame0, hn::ShiftLeft<2>(rel));
+            after = hn::GatherOffset(di, frame0 + 1, hn::ShiftLeft<2>(rel));
+        }
+        StoreStereo(dd, di, d16, at, after, f, out + 2 * k);
     }
     for (; k < frames; ++k) StereoFrame(W, m, n, k, out);
     PinLastFrame(W, m, out, n);
