@@ -159,7 +159,8 @@ TEST_F(EndToEnd, AudioStartingLateStaysInSync) {
     const std::string pcm = Decode(Path("out.mkv"), "-map 0:a -ac 1 -ar 48000 -f s16le");
     size_t beep = 0;
     for (size_t i = 0; i + 1 < pcm.size(); i += 2)
-        if (std::abs(static_cast<int16_t>((pcm[i] & 0xff) | (pcm[i + 1] << 8))) > 8000) {
+        if (std::abs(static_cast<int16_t>(static_cast<unsigned char>(pcm[i]) | static_cast<unsigned char>(pcm[i + 1]) << 8)) >
+            8000) {
             beep = i / 2;
             break;
         }

@@ -13,6 +13,7 @@
 #include "Text.h"
 
 #include <atomic>
+#include <cmath>
 #include <cstdio>
 #include <thread>
 #include <unistd.h>
@@ -128,7 +129,7 @@ int PlanOutput(const Options& o, const Inputs& in, Plan& plan, std::string& erro
         plan.videoInfo.width = v.Width();
         plan.videoInfo.height = v.Height();
         plan.videoInfo.fps = v.Rate().Value();
-        plan.videoInfo.duration = v.Total() > 0 ? v.Total() / v.Rate().Value() : 0.0;
+        plan.videoInfo.duration = v.Seconds();
         plan.videoInfo.aspectx = o.aspectX ? o.aspectX : v.AspectX();
         plan.videoInfo.aspecty = o.aspectX ? o.aspectY : v.AspectY();
     }
@@ -187,6 +188,9 @@ void WriteStreams(void* file, const Options& o, Inputs& in, const Plan& plan, Pr
     };
 
     video.SetOutputRate(plan.param.video.dFrameRate);
+    // A stream the container cannot carry is not read at all.
+    if (!plan.video) video.Stop();
+    if (!plan.audio) audio.Stop();
     const bool threaded = plan.video && plan.audio && !o.singleThread;
     if (in.videoFile) in.videoFile->SetThreaded(threaded);
     std::thread audioThread;
@@ -211,7 +215,8 @@ void WriteStreams(void* file, const Options& o, Inputs& in, const Plan& plan, Pr
                 audioDone = !writeAudioBlock();
             if (stopping()) break;
             QVWriteVideoFrame(file, &f);
-            progress.Update(++w.frames);
+            w.frames = video.Covered();
+            progress.Update(w.frames);
         }
         video.Stop();
     }
@@ -311,8 +316,11 @@ int RunJob(const Options& o) {
     }
 
     const bool show = !o.quiet && (o.progress || isatty(fileno(stderr)));
-    Progress progress(show, stderr, plan.video ? in.video.Total() : in.audio.Total(),
-                      plan.video ? in.video.Rate().Value() : in.audio.Rate(), plan.video ? "frames" : "samples");
+    // Progress counts output frames: a variable-rate input makes more or fewer.
+    const double outputRate = p.video.dFrameRate;
+    const long long frames = plan.video && in.video.Seconds() > 0 ? std::llround(in.video.Seconds() * outputRate) : -1;
+    Progress progress(show, stderr, plan.video ? frames : in.audio.Total(), plan.video ? outputRate : in.audio.Rate(),
+                      plan.video ? "frames" : "samples");
     Written w;
     WriteStreams(file, o, in, plan, progress, w);
     QVCloseMediaFile(file, show ? &Progress::CloseCallback : nullptr, &progress);

@@ -15,6 +15,7 @@ std::string Progress::Line(long long done, long long total, double unitsPerSecon
                            double elapsed) {
     std::string line;
     char buf[128];
+    if (total > 0 && done > total) total = done;  // the estimate was short
     if (total > 0) {
         const int width = 24;
         const int filled = static_cast<int>(std::min<long long>(width, done * width / total));

@@ -26,10 +26,12 @@ int64_t FrameDuration(const AVFrame* f) {
 
 Rational RateOf(AVRational r) { return Rational{r.num, r.den}; }
 
+// A stream's length for progress and the creation log: the stream's own or
+// the file's, whichever is longer (either may be missing or short).
 double SecondsOf(const AVStream* s, const AVFormatContext* f) {
-    if (s->duration != AV_NOPTS_VALUE && s->duration > 0) return s->duration * av_q2d(s->time_base);
-    if (f->duration != AV_NOPTS_VALUE && f->duration > 0) return static_cast<double>(f->duration) / AV_TIME_BASE;
-    return 0.0;
+    const double own = s->duration != AV_NOPTS_VALUE && s->duration > 0 ? s->duration * av_q2d(s->time_base) : 0.0;
+    const double file = f->duration != AV_NOPTS_VALUE && f->duration > 0 ? static_cast<double>(f->duration) / AV_TIME_BASE : 0.0;
+    return std::max(own, file);
 }
 
 }  // namespace
@@ -66,8 +68,7 @@ bool VideoSource::OpenStream(InputFile& input, int stream, std::string& error) {
             m_aspectY = static_cast<int>(y / g);
         }
     }
-    const double seconds = SecondsOf(s, input.Format());
-    m_total = s->nb_frames > 0 ? s->nb_frames : seconds > 0 ? std::llround(seconds * m_rate.Value()) : -1;
+    m_seconds = SecondsOf(s, input.Format());
     m_firstTime = m_decoder.TimeOf(m_frame);
     return true;
 }
@@ -77,13 +78,13 @@ void VideoSource::OpenPattern(const Rational& rate, double seconds) {
     m_width = kPatternWidth;
     m_height = kPatternHeight;
     m_rate = rate;
-    m_total = std::max<long long>(1, std::llround(seconds * rate.Value()));
+    m_seconds = std::max(1.0, std::round(seconds * rate.Value())) / rate.Value();
 }
 
 int VideoSource::Next(MEDIA_FRAME& out) {
     const int64_t step = StampOf(1, m_rate.num, m_rate.den);
     if (m_kind == Pattern) {
-        if (m_count >= m_total) return 0;
+        if (m_count >= std::llround(m_seconds * m_rate.Value())) return 0;
         RenderPatternFrame(m_count, m_rate, m_picture);
         uint8_t* planes[3] = {m_picture.plane[0].data(), m_picture.plane[1].data(), m_picture.plane[2].data()};
         for (int k = 0; k < 3; ++k) {
@@ -94,6 +95,7 @@ int VideoSource::Next(MEDIA_FRAME& out) {
         out.nHeight = m_height;
         out.llStreamTime = out.llTimeStamp = StampOf(m_count, m_rate.num, m_rate.den);
         out.nDuration = static_cast<int32_t>(StampOf(m_count + 1, m_rate.num, m_rate.den) - out.llStreamTime);
+        m_shownIndex = IndexOf(out.llStreamTime);
         ++m_count;
         return 1;
     }

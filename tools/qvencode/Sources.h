@@ -41,7 +41,7 @@ public:
     const Rational& Rate() const { return m_rate; }
     int AspectX() const { return m_aspectX; }
     int AspectY() const { return m_aspectY; }
-    long long Total() const { return m_total; }  // pictures, -1 when unknown
+    double Seconds() const { return m_seconds; }  // the stream's length, 0 when unknown
     // Time of the first picture in the input's clock; AV_NOPTS_VALUE if unknown.
     int64_t FirstTime() const { return m_firstTime; }
     // The input's time that becomes stream time 0.
@@ -55,6 +55,8 @@ public:
     // 1 = a picture: `out` gets its planes (valid until the next call) and
     // times; 0 = the end; -1 = an error (Error()).
     int Next(MEDIA_FRAME& out);
+    // Output frames covered so far (at the output rate).
+    long long Covered() const { return m_shownIndex + 1; }
     const std::string& Error() const { return m_error; }
     long long Damaged() const { return m_decoder.Damaged(); }
     // No more pictures are wanted.
@@ -82,7 +84,7 @@ private:
     int m_width = 0, m_height = 0;
     Rational m_rate;
     int m_aspectX = 0, m_aspectY = 0;
-    long long m_total = -1;
+    double m_seconds = 0.0;
     long long m_count = 0;  // pictures handed out
     int64_t m_firstTime = 0, m_origin = 0, m_lastTime = 0;
     std::string m_error;
