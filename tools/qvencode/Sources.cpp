@@ -129,6 +129,9 @@ int VideoSource::Next(MEDIA_FRAME& out) {
     m_shownIndex = std::max(m_shownIndex, IndexOf(m_pendingTime));
     const int64_t duration = FrameDuration(m_frame);
     m_lastEnd = m_pendingTime + (duration > 0 ? TicksOf(duration, m_decoder.Stream()->time_base) : step);
+    // Cover art picked as the video is shown for the whole input.
+    if (m_decoder.Stream()->disposition & AV_DISPOSITION_ATTACHED_PIC)
+        m_lastEnd = std::max(m_lastEnd, static_cast<int64_t>(m_seconds * 1e7));
     if (!m_last) m_last = av_frame_alloc();
     av_frame_unref(m_last);
     if (m_last && av_frame_ref(m_last, m_frame) < 0) av_frame_free(&m_last);
