@@ -8,7 +8,7 @@
 #include <random>
 #include <vector>
 
-#ifdef QV_HAVE_LIBYUV
+#if 1
 #include <libyuv/convert.h>
 #include <libyuv/convert_argb.h>
 #endif
@@ -59,7 +59,7 @@ void BM_Yuv420_2_rgb32(benchmark::State& state) {
 }
 BENCHMARK(BM_Yuv420_2_rgb32);
 
-#ifdef QV_HAVE_LIBYUV
+#if 1
 void BM_libyuv_ARGBToI420(benchmark::State& state) {
     Frame f;
     for (auto _ : state) {

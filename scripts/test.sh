@@ -24,6 +24,9 @@ run_suite() {
 mkdir -p build
 # The normal pass also builds the benchmarks (not run) so that they keep compiling.
 run_suite build/normal -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQV_BUILD_BENCH=ON
+# The same tests on the scalar reference rows: every result must be the same.
+echo "== test build/normal with QUEVARRA_CPU=scalar"
+QUEVARRA_CPU=scalar ctest --test-dir build/normal -j "$JOBS" --output-on-failure --no-tests=error
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \
   run_suite build/sanitize -DCMAKE_BUILD_TYPE=Debug -DQV_SANITIZE=ON
 echo "== all suites passed"

@@ -2,6 +2,7 @@
 // averaging luma variant.
 #include <cstring>
 
+#include "image/PlaneRows.h"
 #include "image/ResizeCommon.h"
 
 using namespace qv::image;
@@ -59,7 +60,7 @@ int BiLinerBottomUp(const IMG_PARAM& src, IMG_PARAM& dst, int bpp) {
         if (bpp == 4) {
             BiLinearRow32(in0, in1, out, dst.cx, stepX, lastCol, wy1);
         } else {
-            BiLinearRow8(in0, in1, out, dst.cx - 1, stepX, lastCol, wy1);
+            PlaneRowFamily().Active().bilinearRow(in0, in1, out, dst.cx - 1, stepX, lastCol, wy1);
             out[dst.cx - 1] = in0[lastCol];
         }
     }
@@ -85,6 +86,7 @@ QV_API int DIB_ResizeBiLinerY(const IMG_PARAM& src, IMG_PARAM& dst) {
     const int64_t stepY = Q12Step(src.cy, dst.cy);
     const int lastRow = src.y + src.cy - 1;
     const int right = dst.x + dst.cx;
+    const PlaneRows& rows = PlaneRowFamily().Active();
     int64_t fy = 0;
     for (int j = 0; j < dst.cy; ++j, fy += stepY) {
         uint8_t* row = RowTopDown(dst, dst.y + j);
@@ -92,10 +94,10 @@ QV_API int DIB_ResizeBiLinerY(const IMG_PARAM& src, IMG_PARAM& dst) {
         if (j < dst.cy - 1) {
             const int r = static_cast<int>(fy >> kShift) + src.y;
             const int r1 = r < lastRow ? r + 1 : lastRow;
-            BiLinearRow8(RowTopDown(src, r) + src.x, RowTopDown(src, r1) + src.x, row + dst.x,
-                         dst.cx, stepX, src.cx - 1, static_cast<int>(fy & kFrac));
+            rows.bilinearRow(RowTopDown(src, r) + src.x, RowTopDown(src, r1) + src.x, row + dst.x,
+                             dst.cx, stepX, src.cx - 1, static_cast<int>(fy & kFrac));
         } else {
-            NearRow8(RowTopDown(src, lastRow) + src.x, row + dst.x, dst.cx, stepX);
+            rows.nearRow(RowTopDown(src, lastRow) + src.x, row + dst.x, dst.cx, stepX);
         }
         std::memset(row + right, kLumaBlack, RowLength(dst) - right);
     }
@@ -111,38 +113,21 @@ QV_API int DIB_ResizeBiLinerUV(const IMG_PARAM& src, IMG_PARAM& dst) {
     // only when its weight is 0; reading that sample instead is exact.
     const int lastCol = (src.x + src.cx - 1) / 2;
     const int lastRow = (src.y + src.cy - 1) / 2;
-    const int right = dst.x + dst.cx;
+    // Every second luma column c from dst.x writes chroma sample c / 2.
+    const int count = (dst.cx + 1) / 2;
+    const PlaneRows& rows = PlaneRowFamily().Active();
     int r = dst.y;
     int64_t fy = 0;
     for (; r < dst.y + dst.cy - 2; r += 2, fy += 2 * stepY) {
         const int ys = static_cast<int>(fy >> kShift) + src.y;
-        const int wy1 = static_cast<int>(fy & kFrac);
         const uint8_t* in0 = RowTopDown(src, ys / 2);
         const uint8_t* in1 = RowTopDown(src, (ys + 1) / 2 < lastRow ? (ys + 1) / 2 : lastRow);
-        uint8_t* out = RowTopDown(dst, r / 2);
-        int64_t fx = 0;
-        int c = dst.x;
-        // Left of the rectangle's last luma column (xs + 1) / 2 stays inside it.
-        for (; c < right && static_cast<int>(fx >> kShift) < src.cx - 1; c += 2, fx += 2 * stepX) {
-            const int xs = static_cast<int>(fx >> kShift) + src.x;
-            const int c0 = xs >> 1, c1 = (xs + 1) >> 1, wx1 = static_cast<int>(fx & kFrac);
-            out[c >> 1] = static_cast<uint8_t>(
-                Lerp12(Lerp12(in0[c0], in0[c1], wx1), Lerp12(in1[c0], in1[c1], wx1), wy1));
-        }
-        for (; c < right; c += 2, fx += 2 * stepX) {
-            const int xs = static_cast<int>(fx >> kShift) + src.x;
-            const int c0 = xs / 2;
-            const int c1 = (xs + 1) / 2 < lastCol ? (xs + 1) / 2 : lastCol;
-            out[c / 2] = static_cast<uint8_t>(BiLinearSample(in0[c0], in0[c1], in1[c0], in1[c1],
-                                                             static_cast<int>(fx & kFrac), wy1));
-        }
+        rows.bilinearRowUV(in0, in1, RowTopDown(dst, r / 2) + dst.x / 2, count, 2 * stepX, src.x,
+                           lastCol, static_cast<int>(fy & kFrac));
     }
     // Last chroma row: nearest neighbour along the source's last luma row.
-    const uint8_t* in = RowTopDown(src, lastRow);
-    uint8_t* out = RowTopDown(dst, r / 2);
-    int64_t fx = 0;
-    for (int c = dst.x; c < right; c += 2, fx += 2 * stepX)
-        out[c / 2] = in[(static_cast<int>(fx >> kShift) + src.x) / 2];
+    rows.nearRowUV(RowTopDown(src, lastRow), RowTopDown(dst, r / 2) + dst.x / 2, count, 2 * stepX,
+                   src.x);
     return 1;
 }
 
@@ -151,7 +136,7 @@ QV_API int DIB_ResizeBiLinerY_Simulate(const IMG_PARAM& src, IMG_PARAM& dst) {
         return 0;
     const int64_t stepX = Q12Step(src.cx, dst.cx);
     const int64_t stepY = Q12Step(src.cy, dst.cy);
-    const int lastCol = src.cx - 1;
+    const PlaneRows& rows = PlaneRowFamily().Active();
     int64_t fy = 0;
     for (int j = 0; j < dst.cy - 1; ++j, fy += stepY) {
         // (fy + stepY) never passes the rectangle's last row before the last
@@ -159,16 +144,9 @@ QV_API int DIB_ResizeBiLinerY_Simulate(const IMG_PARAM& src, IMG_PARAM& dst) {
         const uint8_t* in0 = RowTopDown(src, static_cast<int>(fy >> kShift) + src.y) + src.x;
         const uint8_t* in1 =
             RowTopDown(src, static_cast<int>((fy + stepY) >> kShift) + src.y) + src.x;
-        uint8_t* out = RowTopDown(dst, dst.y + j) + dst.x;
-        int64_t fx = 0;
-        for (int i = 0; i < dst.cx; ++i, fx += stepX) {
-            const int x0 = static_cast<int>(fx >> kShift);
-            const int next = static_cast<int>((fx + stepX) >> kShift);
-            const int x1 = next < lastCol ? next : lastCol;
-            out[i] = static_cast<uint8_t>((in0[x0] + in0[x1] + in1[x0] + in1[x1]) >> 2);
-        }
+        rows.averageRow(in0, in1, RowTopDown(dst, dst.y + j) + dst.x, dst.cx, stepX, src.cx - 1);
     }
-    NearRow8(RowTopDown(src, src.y + src.cy - 1) + src.x, RowTopDown(dst, dst.y + dst.cy - 1) + dst.x,
-             dst.cx, stepX);
+    rows.nearRow(RowTopDown(src, src.y + src.cy - 1) + src.x,
+                 RowTopDown(dst, dst.y + dst.cy - 1) + dst.x, dst.cx, stepX);
     return 1;
 }

@@ -46,36 +46,4 @@ bool AcceptRects(const IMG_PARAM& src, PlaneFormat srcFormat, const IMG_PARAM& d
     return AcceptPlane(src, 1, srcFormat) && AcceptPlane(dst, 2, dstFormat);
 }
 
-void NearRow8(const uint8_t* in, uint8_t* out, int count, int64_t step) {
-    int64_t fx = 0;
-    for (int i = 0; i < count; ++i, fx += step)
-        out[i] = in[fx >> kShift];
-}
-
-void BiLinearRow8(const uint8_t* in0, const uint8_t* in1, uint8_t* out, int count,
-                  int64_t step, int last, int wy1) {
-    int64_t fx = 0;
-    int i = 0;
-    // Columns whose right neighbour lies inside the row: no clamping needed.
-    // A row sitting exactly on a source row skips the vertical stage.
-    if (wy1 == 0) {
-        for (; i < count && (fx >> kShift) < last; ++i, fx += step) {
-            const int c = static_cast<int>(fx >> kShift);
-            out[i] = static_cast<uint8_t>(Lerp12(in0[c], in0[c + 1], static_cast<int>(fx & kFrac)));
-        }
-    }
-    for (; i < count && (fx >> kShift) < last; ++i, fx += step) {
-        const int c = static_cast<int>(fx >> kShift);
-        const int wx1 = static_cast<int>(fx & kFrac);
-        out[i] = static_cast<uint8_t>(
-            Lerp12(Lerp12(in0[c], in0[c + 1], wx1), Lerp12(in1[c], in1[c + 1], wx1), wy1));
-    }
-    // The rest sits on the last column with weight 0 on its neighbour.
-    for (; i < count; ++i, fx += step) {
-        const int c = static_cast<int>(fx >> kShift);
-        out[i] = static_cast<uint8_t>(BiLinearSample(in0[c], in0[last], in1[c], in1[last],
-                                                     static_cast<int>(fx & kFrac), wy1));
-    }
-}
-
 }  // namespace qv::image

@@ -76,14 +76,6 @@ inline int BiLinearSample(int s00, int s10, int s01, int s11, int wx1, int wy1) 
 // turns the constant division into a multiply and shift.
 inline int Div255(int v) { return v / 255; }
 
-// Nearest-neighbour row of single bytes: out[i] = in[(i * step) >> 12].
-void NearRow8(const uint8_t* in, uint8_t* out, int count, int64_t step);
-
-// Bilinear row of single bytes between rows in0 (weight 4096 - wy1) and in1;
-// a column neighbour beyond `last` (relative to in0/in1) reads `last` itself.
-void BiLinearRow8(const uint8_t* in0, const uint8_t* in1, uint8_t* out, int count,
-                  int64_t step, int last, int wy1);
-
 }  // namespace qv::image
 
 #endif

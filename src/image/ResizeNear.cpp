@@ -2,6 +2,7 @@
 #include <cstring>
 #include <new>
 
+#include "image/PlaneRows.h"
 #include "image/ResizeCommon.h"
 
 using namespace qv::image;
@@ -16,30 +17,6 @@ void NearRow32(const uint8_t* in, uint8_t* out, int count, int64_t step, int las
     for (int i = 0; i < count - 1; ++i, fx += step)
         std::memcpy(out + 4 * i, in + 4 * (fx >> kShift), 4);
     std::memcpy(out + 4 * (count - 1), in + 4 * lastCol, 4);
-}
-
-// Chroma row in luma units: every second luma column c from dstX while
-// c < dstX + dstCx is written at c / 2 from the source column xs / 2.
-void NearRowUV(const uint8_t* in, int srcX, uint8_t* out, int dstX, int dstCx, int64_t step) {
-    int64_t fx = 0;
-    for (int c = dstX; c < dstX + dstCx; c += 2, fx += 2 * step) {
-        const int xs = static_cast<int>(fx >> kShift) + srcX;
-        out[c / 2] = in[xs / 2];
-    }
-}
-
-// Table row of single bytes, four at a time over the bulk of the row.
-void TableRow8(const uint8_t* in, uint8_t* out, const int32_t* cols, int count) {
-    const int bulk = count - count % 4;
-    int i = 0;
-    for (; i < bulk; i += 4) {
-        out[i] = in[cols[i]];
-        out[i + 1] = in[cols[i + 1]];
-        out[i + 2] = in[cols[i + 2]];
-        out[i + 3] = in[cols[i + 3]];
-    }
-    for (; i < count; ++i)
-        out[i] = in[cols[i]];
 }
 
 // Index of the source sample nearest to i * srcLen / dstLen (halves rounded up),
@@ -86,9 +63,10 @@ QV_API int DIB_ResizeNear8(const IMG_PARAM& src, IMG_PARAM& dst) {
     }
     FillTable(colTable, dst.cx, src.x, src.cx, ExtentColumns(src, 1));
     FillTable(rowTable, dst.cy, src.y, src.cy, ExtentRows(src));
+    const PlaneRows& rows = PlaneRowFamily().Active();
     for (int j = 0; j < dst.cy; ++j)
-        TableRow8(RowTopDown(src, rowTable[j]), RowTopDown(dst, dst.y + j) + dst.x, colTable,
-                  dst.cx);
+        rows.tableRow(RowTopDown(src, rowTable[j]), RowTopDown(dst, dst.y + j) + dst.x, colTable,
+                      dst.cx);
     delete[] colTable;
     delete[] rowTable;
     return 1;
@@ -100,12 +78,13 @@ QV_API int DIB_ResizeNearY(const IMG_PARAM& src, IMG_PARAM& dst) {
     const int64_t stepX = Q12Step(src.cx, dst.cx);
     const int64_t stepY = Q12Step(src.cy, dst.cy);
     const int right = dst.x + dst.cx;
+    const PlaneRows& rows = PlaneRowFamily().Active();
     int64_t fy = 0;
     for (int j = 0; j < dst.cy; ++j, fy += stepY) {
         uint8_t* row = RowTopDown(dst, dst.y + j);
         std::memset(row, kLumaBlack, dst.x);
         const int s = static_cast<int>(fy >> kShift) + src.y;
-        NearRow8(RowTopDown(src, s) + src.x, row + dst.x, dst.cx, stepX);
+        rows.nearRow(RowTopDown(src, s) + src.x, row + dst.x, dst.cx, stepX);
         std::memset(row + right, kLumaBlack, RowLength(dst) - right);
     }
     return 1;
@@ -116,14 +95,18 @@ QV_API int DIB_ResizeNearUV(const IMG_PARAM& src, IMG_PARAM& dst) {
         return 0;
     const int64_t stepX = Q12Step(src.cx, dst.cx);
     const int64_t stepY = Q12Step(src.cy, dst.cy);
+    // Every second luma column c from dst.x writes chroma sample c / 2.
+    const int count = (dst.cx + 1) / 2;
+    const PlaneRows& rows = PlaneRowFamily().Active();
     int r = dst.y;
     int64_t fy = 0;
     for (; r < dst.y + dst.cy - 2; r += 2, fy += 2 * stepY) {
         const int s = static_cast<int>(fy >> kShift) + src.y;
-        NearRowUV(RowTopDown(src, s / 2), src.x, RowTopDown(dst, r / 2), dst.x, dst.cx, stepX);
+        rows.nearRowUV(RowTopDown(src, s / 2), RowTopDown(dst, r / 2) + dst.x / 2, count,
+                       2 * stepX, src.x);
     }
     // The last chroma row comes from the source rectangle's last luma row.
-    NearRowUV(RowTopDown(src, (src.y + src.cy - 1) / 2), src.x, RowTopDown(dst, r / 2), dst.x,
-              dst.cx, stepX);
+    rows.nearRowUV(RowTopDown(src, (src.y + src.cy - 1) / 2), RowTopDown(dst, r / 2) + dst.x / 2,
+                   count, 2 * stepX, src.x);
     return 1;
 }
