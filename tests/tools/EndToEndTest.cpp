@@ -147,6 +147,19 @@ TEST_F(EndToEnd, VariableFrameRateComesOutConstant) {
     EXPECT_EQ(Probe(Path("out.y4m"), "v:0", "stream=r_frame_rate"), Probe(In("vfr.mp4"), "v:0", "stream=avg_frame_rate"));
 }
 
+TEST_F(EndToEnd, ProgressAndFinalLineShowTheLibrarysCounters) {
+    // 25 pictures at 25 fps written at 12.5 fps: every other one is dropped.
+    ToolResult r = Qvencode({"-i", In("in.y4m"), "-r", "12.5", "--progress", Path("half.y4m")});
+    ASSERT_EQ(r.code, 0) << r.output;
+    EXPECT_NE(r.output.find("13/13 frames  00:00:01.040"), std::string::npos) << r.output;
+    EXPECT_NE(r.output.find("wrote '" + Path("half.y4m") + "': 13 frames (dup 0 drop 12)"), std::string::npos) << r.output;
+    // The variable-rate input: 16 repeats fill its gaps; -v shows the library's log.
+    r = Qvencode({"-i", In("vfr.mp4"), "-r", "25", "--progress", "-v", Path("vfr.y4m")});
+    ASSERT_EQ(r.code, 0) << r.output;
+    EXPECT_NE(r.output.find("46 frames (dup 16 drop 0)"), std::string::npos) << r.output;
+    EXPECT_NE(r.output.find("log: QVMakeMediaFile: "), std::string::npos) << r.output;
+}
+
 TEST_F(EndToEnd, AudioStartingLateStaysInSync) {
     Encode({"-i", In("late.mkv"), "-c:a", "flac", Path("out.mkv")});
     size_t flash = 0;

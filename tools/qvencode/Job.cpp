@@ -156,6 +156,16 @@ struct Written {
     std::string videoFailure, audioFailure;
 };
 
+// The library's counters of the file: repeated and dropped pictures. A
+// picture held over a gap is handed over again, and counts as repeated too.
+std::string Counters(void* file, const VideoSource& video) {
+    QV_MEDIAFILE_STATS stats{};
+    stats.cbSize = sizeof stats;
+    if (!QVGetMediaFileStats(file, &stats)) return "";
+    return "dup " + std::to_string(stats.llVideoFramesRepeated + video.Holds()) + " drop " +
+           std::to_string(stats.llVideoFramesDropped);
+}
+
 // Video on this thread, audio on a second one unless --single-thread; on one
 // thread audio is kept up with the picture about to be written.
 void WriteStreams(void* file, const Options& o, Inputs& in, const Plan& plan, Progress& progress, Written& w) {
@@ -216,7 +226,7 @@ void WriteStreams(void* file, const Options& o, Inputs& in, const Plan& plan, Pr
             if (stopping()) break;
             QVWriteVideoFrame(file, &f);
             w.frames = video.Covered();
-            progress.Update(w.frames);
+            progress.Update(w.frames, Counters(file, video));
         }
         video.Stop();
     }
@@ -228,7 +238,7 @@ void WriteStreams(void* file, const Options& o, Inputs& in, const Plan& plan, Pr
             if (!plan.video) progress.Update(audio.Count());
         }
     }
-    progress.FinishWriting(plan.video ? w.frames : audio.Count());
+    progress.FinishWriting(plan.video ? w.frames : audio.Count(), plan.video ? Counters(file, video) : "");
 }
 
 void SayInputWarnings(const Inputs& in) {
@@ -249,7 +259,7 @@ void SayInputWarnings(const Inputs& in) {
 void Say(const std::string& text) { std::fprintf(stderr, "qvencode: %s\n", text.c_str()); }
 
 int RunList(const Options& options) {
-    LogCapture log(options.verbose);
+    LogCapture log(options.verbose ? stderr : nullptr);
     PluginScope plugins;
     if (!plugins.opened) {
         Say("cannot open the plugin directory " + PluginDirectory());
@@ -267,6 +277,7 @@ int RunList(const Options& options) {
 int RunJob(const Options& o) {
     // Signals are caught from the start: reading a slow input can take long.
     InterruptScope interrupts;
+    LogCapture log(o.verbose ? stderr : nullptr);
     // Inputs first: a bad input is reported before anything is created.
     Inputs in;
     std::string error;
@@ -281,7 +292,6 @@ int RunJob(const Options& o) {
         return code;
     }
 
-    LogCapture log(o.verbose);
     PluginScope plugins;
     if (!plugins.opened) {
         Say("cannot open the plugin directory " + PluginDirectory());
@@ -323,6 +333,10 @@ int RunJob(const Options& o) {
                       plan.video ? "frames" : "samples");
     Written w;
     WriteStreams(file, o, in, plan, progress, w);
+    const std::string counters = plan.video ? Counters(file, in.video) : "";
+    QV_MEDIAFILE_STATS stats{};
+    stats.cbSize = sizeof stats;
+    QVGetMediaFileStats(file, &stats);
     QVCloseMediaFile(file, show ? &Progress::CloseCallback : nullptr, &progress);
     progress.EndClose();
 
@@ -337,8 +351,9 @@ int RunJob(const Options& o) {
     if (!o.quiet) SayInputWarnings(in);
     if (show) {
         std::string line = "wrote '" + o.output + "'";
-        if (plan.video) line += ": " + std::to_string(w.frames) + " frames";
-        if (plan.audio) line += std::string(plan.video ? ", " : ": ") + ClockText(in.audio.Count() * 1000 / in.audio.Rate()) + " of audio";
+        if (plan.video) line += ": " + std::to_string(stats.llVideoFramesOut) + " frames (" + counters + ")";
+        if (plan.audio)
+            line += std::string(plan.video ? ", " : ": ") + ClockText(stats.llAudioTime / 10000) + " of audio";
         Say(line);
     }
     return kExitOk;

@@ -151,6 +151,7 @@ int VideoSource::Hold(int64_t index, MEDIA_FRAME& out) {
     out.llStreamTime = out.llTimeStamp = std::llround(index * 1e7 / m_outputRate);
     out.nDuration = static_cast<int32_t>(std::llround(1e7 / m_outputRate));
     m_shownIndex = index;
+    ++m_holds;
     return 1;
 }
 

@@ -57,6 +57,8 @@ public:
     int Next(MEDIA_FRAME& out);
     // Output frames covered so far (at the output rate).
     long long Covered() const { return m_shownIndex + 1; }
+    // Pictures handed over again to hold them over a gap.
+    long long Holds() const { return m_holds; }
     const std::string& Error() const { return m_error; }
     long long Damaged() const { return m_decoder.Damaged(); }
     // No more pictures are wanted.
@@ -78,6 +80,7 @@ private:
     int64_t m_pendingTime = 0;   // stream time of m_frame
     int64_t m_shownIndex = -1;   // the last output frame index covered
     double m_outputRate = 0.0;
+    long long m_holds = 0;
     bool m_ended = false;
     bool m_pending = false;      // m_frame is the first picture, not yet handed out
     Picture m_picture;           // the pattern

@@ -1,5 +1,7 @@
 #include "Version.h"
 
+#include <quevarra/qv_embed.h>
+
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
@@ -21,6 +23,7 @@ std::string Dotted(unsigned v) {
 
 std::string VersionText() {
     std::string s = "qvencode " QVENCODE_VERSION "\n";
+    s += "library " + std::string(QVGetVersionString()) + "\n";
     s += "FFmpeg " + std::string(av_version_info()) + ": libavformat " + Dotted(avformat_version()) + ", libavcodec " +
          Dotted(avcodec_version()) + ", libavutil " + Dotted(avutil_version()) + ", libswscale " +
          Dotted(swscale_version()) + ", libswresample " + Dotted(swresample_version()) + "\n";

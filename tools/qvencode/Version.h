@@ -1,5 +1,5 @@
-// --version: qvencode's own version, the library's and the FFmpeg libraries
-// the program runs on (which may differ from those it was built with).
+// --version: qvencode's own version, that of the library it loaded and of the
+// FFmpeg libraries it runs on (which may differ from those it was built with).
 #ifndef QVENCODE_VERSION_H
 #define QVENCODE_VERSION_H
 
