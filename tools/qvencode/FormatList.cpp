@@ -27,9 +27,9 @@ int PrintFormatList(FILE* out) {
     const FILEFORMAT_INFO* info = QVGetFileFormatInfos();
     int formats = 0;
     std::vector<uint32_t> encoders;
-    std::fprintf(out, "%-9s %-6s %-5s %-20s %-28s %s\n", "FORMAT", "FOURCC", "EXT", "DESCRIPTION", "VIDEO", "AUDIO");
+    std::fprintf(out, "%-9s %-6s %-5s %-18s %-30s %s\n", "FORMAT", "FOURCC", "EXT", "DESCRIPTION", "VIDEO", "AUDIO");
     for (const FILEFORMAT_INFO* f = info; f && f->dwFourCC; ++f, ++formats) {
-        std::fprintf(out, "%-9s %-6s %-5s %-20s %-28s %s\n", qvnames::DisplayName(f->dwFourCC).c_str(),
+        std::fprintf(out, "%-9s %-6s %-5s %-18s %-30s %s\n", qvnames::DisplayName(f->dwFourCC).c_str(),
                      ("'" + qvnames::FourCCText(f->dwFourCC) + "'").c_str(), WideToUtf8(f->wszText0, 10).c_str(),
                      WideToUtf8(f->wszText1, 64).c_str(), Codes(f->ppVideoEnc, f->nVideoEnc).c_str(),
                      Codes(f->ppAudioEnc, f->nAudioEnc).c_str());

@@ -108,7 +108,7 @@ const char* UsageText() {
            "  --audio-stream N      stream N of the audio input (default: the best one)\n"
            "  --raw PIXFMT --size WxH --rate FPS\n"
            "                        -i holds raw frames (bgra, bgr24, yuv420p, ...)\n"
-           "  --duration SECONDS    length of the test pattern written without -i and -a (10)\n"
+           "  --duration SECONDS    length of the test pattern (no -i, no -a); 10\n"
            "\n"
            "Output (container from the extension unless -f is given):\n"
            "  -f NAME               container: mp4 mov mkv webm avi m4a wav y4m\n"
@@ -125,14 +125,14 @@ const char* UsageText() {
            "  --single-thread       write audio on the video's thread\n"
            "\n"
            "Display:\n"
-           "  --progress            progress line even when standard error is not a terminal\n"
+           "  --progress            progress line even when not on a terminal\n"
            "  -q                    quiet\n"
            "  -v                    show the library's and FFmpeg's log\n"
            "  --list                file formats and codecs of the installed plugins\n"
            "  --version             versions of qvencode, the library and FFmpeg\n"
            "\n"
-           "Exit status: 0 done, 1 bad usage, 2 unreadable input, 3 library or plugin failure,\n"
-           "130 interrupted. A run that fails leaves no output behind.\n";
+           "Exit status: 0 done, 1 bad usage, 2 unreadable input, 3 library or plugin\n"
+           "failure, 130 interrupted. A run that fails leaves no output behind.\n";
 }
 
 ParseResult ParseOptions(int argc, const char* const* argv, Options& o) {
