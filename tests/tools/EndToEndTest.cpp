@@ -236,7 +236,7 @@ TEST_F(EndToEnd, RawFramesGoThroughTheLibrarysConverters) {
     }
 }
 
-TEST_F(EndToEnd, SecondThreadWritesWhatOneThreadWrites) {
+TEST_F(EndToEnd, SecondThreadAudioMatchesSingleThread) {
     Encode({"-i", In("h264_aac51.mp4"), Path("threaded.mkv")});
     Encode({"-i", In("h264_aac51.mp4"), "--single-thread", Path("single.mkv")});
     EXPECT_EQ(Decode(Path("threaded.mkv"), "-map 0:a -f md5"), Decode(Path("single.mkv"), "-map 0:a -f md5"));
