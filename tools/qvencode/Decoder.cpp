@@ -2,6 +2,20 @@
 
 #include "FfLog.h"
 
+// FFmpeg's decoder threads hand frames over through atomics inside its own,
+// uninstrumented code: ThreadSanitizer cannot see that and reports races
+// that are not there, so its builds decode on the calling thread.
+#if defined(__SANITIZE_THREAD__)
+#define QVENCODE_DECODER_THREADS 1
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define QVENCODE_DECODER_THREADS 1
+#endif
+#endif
+#ifndef QVENCODE_DECODER_THREADS
+#define QVENCODE_DECODER_THREADS 0  // as many as FFmpeg finds useful
+#endif
+
 namespace qvenc {
 
 Decoder::~Decoder() {
@@ -30,7 +44,7 @@ bool Decoder::Open(InputFile& input, int stream, std::string& error) {
     }
     int r = avcodec_parameters_to_context(m_context, par);
     m_context->pkt_timebase = m_stream->time_base;
-    m_context->thread_count = 0;  // as many as FFmpeg finds useful
+    m_context->thread_count = QVENCODE_DECODER_THREADS;
     if (r >= 0) r = avcodec_open2(m_context, codec, nullptr);
     if (r < 0) {
         error = where + ": cannot open the " + codec->name + " decoder: " + FfmpegErrorText(r);
