@@ -39,7 +39,7 @@ tsan_pass() {
   echo "== build $dir (ThreadSanitizer)"
   cmake -S . -B "$dir" -G Ninja -DQV_BUILD_TESTS=ON -DCMAKE_BUILD_TYPE=RelWithDebInfo \
     -DQV_SANITIZE_THREAD=ON > "$dir.configure.log" 2>&1 || { cat "$dir.configure.log"; return 1; }
-  cmake --build "$dir" -j "$JOBS" --target threads_test qvencode_cli plxffmpeg
+  cmake --build "$dir" -j "$JOBS" --target threads_test support_test mediafile_test qvencode_cli plxffmpeg
   echo "== test $dir"
   export TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1
   ctest --test-dir "$dir" -j "$JOBS" --output-on-failure --no-tests=error -L threads
