@@ -4,10 +4,28 @@
 
 #include <quevarra/qv_mediafile.h>
 
+#include <cstdlib>
 #include <cstring>
+#include <new>
 #include <vector>
 
 #include "common/TestSupport.h"
+
+// Counts C++ allocations, the library's included (it allocates only with
+// new): the replacements are exported so that the library binds to them.
+#define QV_EXPORTED __attribute__((visibility("default")))
+static int g_news = 0;
+QV_EXPORTED void* operator new(size_t n, const std::nothrow_t&) noexcept { return ++g_news, std::malloc(n ? n : 1); }
+QV_EXPORTED void* operator new[](size_t n, const std::nothrow_t&) noexcept { return operator new(n, std::nothrow); }
+QV_EXPORTED void* operator new(size_t n) {
+    if (void* p = operator new(n, std::nothrow)) return p;
+    throw std::bad_alloc();
+}
+QV_EXPORTED void* operator new[](size_t n) { return operator new(n); }
+QV_EXPORTED void operator delete(void* p) noexcept { std::free(p); }
+QV_EXPORTED void operator delete[](void* p) noexcept { std::free(p); }
+QV_EXPORTED void operator delete(void* p, size_t) noexcept { std::free(p); }
+QV_EXPORTED void operator delete[](void* p, size_t) noexcept { std::free(p); }
 
 namespace {
 
@@ -31,6 +49,7 @@ protected:
         PluginMgr::m_arFileFormat = {m};
         qvtest::InstallTestLog();
         g_frames.clear();
+        g_frames.reserve(4);
     }
     void TearDown() override { PluginMgr::m_arEncoder.clear(), PluginMgr::m_arFileFormat.clear(); }
 };
@@ -82,6 +101,29 @@ TEST_F(FrameBorders, OnlyTheUncoveredAreaIsPaintedAndItIsBlack) {
                 std::memset(got, 0x5A, want.size());
             }
         }
+}
+
+TEST_F(FrameBorders, ResizedFramesAllocateNothing) {
+    for (int interp : {0, 1}) {
+        EncodeParam p;
+        QVDefaultEncodeParam(&p);
+        p.dwFileFormat = kMux, p.video.dwFourCC = kVideo, p.bDisableAudio = 1;
+        p.video.nWidth = 1280, p.video.nHeight = 720, p.video.dFrameRate = 25.0, p.video.nInterpolation = interp;
+        xVideoInfo vi{1920, 1080, 25.0, 0.0, 4, 3, {}, 0};
+        MediaFile file;
+        ASSERT_EQ(file.Create(L"out", &p, &vi, nullptr), 1);
+        std::vector<uint8_t> y(1920 * 1080, 99), uv(960 * 540, 77);
+        MEDIA_FRAME f{};
+        f.pPlane[0] = y.data(), f.pPlane[1] = f.pPlane[2] = uv.data();
+        f.nWidth = 1920, f.nHeight = 1080, f.nPitch[0] = 1920, f.nPitch[1] = f.nPitch[2] = 960;
+        const int before = g_news;
+        for (int k = 0; k < 3; ++k) {
+            f.llStreamTime = f.llTimeStamp = 400000 * k;
+            g_frames.clear();
+            ASSERT_EQ(file.WriteVideoFrame(&f), 1u);
+        }
+        EXPECT_EQ(g_news, before) << interp;
+    }
 }
 
 }  // namespace
