@@ -42,11 +42,15 @@ namespace hn = hwy::HWY_NAMESPACE;
 
 #if QV_PLANE_ROWS_SIMD
 
-// Plan modes.
+// Plan modes. Two-tap plans always shuffle into 16-bit lanes; one-tap plans
+// shuffle bytes, or 16-bit lanes ("words": half the outputs per window, for
+// reductions whose taps lie too far apart for bytes).
 constexpr int kNone = 0;
-constexpr int kBlocks16 = 1;  // each 128-bit block shuffles a 16-byte window
-constexpr int kBlocks32 = 2;  // each 128-bit block shuffles a 32-byte window
-constexpr int kVbmi128 = 3;   // each 512-bit vector permutes a 128-byte window
+constexpr int kBlocks16 = 1;       // each 128-bit block shuffles a 16-byte window
+constexpr int kBlocks32 = 2;       // each 128-bit block shuffles a 32-byte window
+constexpr int kVbmi128 = 3;        // each 512-bit vector permutes a 128-byte window
+constexpr int kBlocks32Words = 4;  // one tap, as kBlocks32 into 16-bit lanes
+constexpr int kVbmi128Words = 5;   // one tap, as kVbmi128 into 16-bit lanes
 
 // Block vectors: one or two 128-bit blocks (AVX-512 targets use 256 bits here).
 using D8 = hn::CappedTag<uint8_t, 32>;
@@ -96,7 +100,8 @@ struct Shape {
 // lower table's lookup, and XOR 0x90 turns it into the upper table's index
 // while setting bit 7 of the lower offsets.
 uint8_t Encode(int mode, int offset) {
-    return static_cast<uint8_t>(mode == kBlocks32 && offset >= 16 ? offset | 0x80 : offset);
+    const bool split = mode == kBlocks32 || mode == kBlocks32Words;
+    return static_cast<uint8_t>(split && offset >= 16 ? offset | 0x80 : offset);
 }
 
 bool BuildPlan(ColumnStrip& s, const Shape& shape, int lo, int hi, bool twoTaps) {
@@ -124,10 +129,8 @@ bool BuildPlan(ColumnStrip& s, const Shape& shape, int lo, int hi, bool twoTaps)
                 uint8_t* i1 = s.idx1 + (at + j) * shape.stride;
                 i0[0] = Encode(shape.mode, taps[j].c0 - base);
                 i1[0] = Encode(shape.mode, taps[j].c1 - base);
-                if (twoTaps) {
-                    i0[1] = i1[1] = kZeroByte;
-                    s.weight[at + j] = static_cast<int16_t>(taps[j].w);
-                }
+                if (shape.stride == 2) i0[1] = i1[1] = kZeroByte;
+                if (twoTaps) s.weight[at + j] = static_cast<int16_t>(taps[j].w);
             }
         }
     }
@@ -151,6 +154,12 @@ void PlanColumns(ColumnStrip& s) {
 #endif
     if (BuildPlan(s, {kBlocks16, outputs, 16 / stride, 16, stride}, lo, hi, twoTaps)) return;
     if (BuildPlan(s, {kBlocks32, outputs, 16 / stride, 32, stride}, lo, hi, twoTaps)) return;
+    if (!twoTaps) {
+#if HWY_TARGET == HWY_AVX3_DL
+        if (BuildPlan(s, {kVbmi128Words, 32, 32, 128, 2}, lo, hi, false)) return;
+#endif
+        if (BuildPlan(s, {kBlocks32Words, kBlockBytes / 2, 8, 32, 2}, lo, hi, false)) return;
+    }
     s.mode = kNone;
     s.vectors = 0;
 }
@@ -204,6 +213,20 @@ void NearBlocks(const uint8_t* in, uint8_t* out, const ColumnStrip& s) {
         const int pos = std::min(v * kBlockBytes, n - kBlockBytes);
         const auto idx = hn::Load(d, s.idx0 + v * kBlockBytes);
         hn::StoreU(Shuffle<kMode>(in, s.base + v * kBlocks, idx), d, out + pos);
+    }
+}
+
+// One tap through 16-bit lanes.
+void NearWordBlocks(const uint8_t* in, uint8_t* out, const ColumnStrip& s) {
+    const D8 d8;
+    const DHalf8 dh;
+    constexpr int kOutputs = kBlockBytes / 2;
+    const int n = s.count;
+    out += s.first;
+    for (int v = 0; v < s.vectors; ++v) {
+        const int pos = std::min(v * kOutputs, n - kOutputs);
+        const auto idx = hn::Load(d8, s.idx0 + v * kBlockBytes);
+        hn::StoreU(hn::DemoteTo(dh, Shuffle16<kBlocks32>(in, s.base + v * kBlocks, idx)), dh, out + pos);
     }
 }
 
@@ -275,6 +298,17 @@ void NearVbmi(const uint8_t* in, uint8_t* out, const ColumnStrip& s) {
     }
 }
 
+void NearWordVbmi(const uint8_t* in, uint8_t* out, const ColumnStrip& s) {
+    const int n = s.count;
+    out += s.first;
+    for (int v = 0; v < s.vectors; ++v) {
+        const int pos = std::min(v * 32, n - 32);
+        const __m512i idx = _mm512_load_si512(s.idx0 + v * 64);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + pos),
+                            _mm512_cvtepi16_epi8(Permute16(in + s.base[v], idx).raw));
+    }
+}
+
 template <bool kVertical>
 void BiLinearVbmi(const uint8_t* in0, const uint8_t* in1, uint8_t* out, const ColumnStrip& s,
                   int wy1) {
@@ -318,9 +352,13 @@ void NearRow(const uint8_t* in, uint8_t* out, const ColumnStrip& s) {
         return NearBlocks<kBlocks16>(in, out, s);
     case kBlocks32:
         return NearBlocks<kBlocks32>(in, out, s);
+    case kBlocks32Words:
+        return NearWordBlocks(in, out, s);
 #if HWY_TARGET == HWY_AVX3_DL
     case kVbmi128:
         return NearVbmi(in, out, s);
+    case kVbmi128Words:
+        return NearWordVbmi(in, out, s);
 #endif
     default:
         return PlaneRowFamily().Reference().nearRow(in, out, s);
