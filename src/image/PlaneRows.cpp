@@ -37,7 +37,7 @@ void TableRow(const uint8_t* in, uint8_t* out, const int32_t* cols, int first, i
 
 void NearRows(const uint8_t* in, uint8_t* out, const ColumnStrip& s) {
     const int end = s.first + s.count;
-    if (s.taps == Taps::NearUV)
+    if (s.taps == Taps::NearUV || s.taps == Taps::BiLinearUV)
         NearRowUV(in, out, s.first, end, s.step, s.srcX);
     else if (s.taps == Taps::Table)
         TableRow(in, out, s.cols, s.first, end);

@@ -86,7 +86,9 @@ inline Tap TapAt(const ColumnStrip& s, int i) {
 struct PlaneRows {
     // Builds the strip's plan for these rows (the reference plans nothing).
     void (*planColumns)(ColumnStrip& strip);
-    // One tap (Near, NearUV, Table): out[i] = in[c0] for the strip's columns.
+    // out[i] = in[c0] for the strip's columns, whatever its mapping: the
+    // bilinear walks take their last row from their two-tap plan. Like every
+    // row it may read any column between the lowest and highest c0 or c1.
     void (*nearRow)(const uint8_t* in, uint8_t* out, const ColumnStrip& strip);
     // Two taps (BiLinear, BiLinearUV): out[i] = the two-stage bilinear sample
     // of columns c0, c1 of rows in0 (weight 4096 - wy1) and in1 (weight wy1).

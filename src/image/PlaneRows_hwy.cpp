@@ -64,27 +64,70 @@ constexpr uint8_t kZeroByte = 0x80;
 
 // ---------------------------------------------------------------- planning
 
-// Taps of destination columns i0 .. i0 + n - 1.
-void FillTaps(const ColumnStrip& s, int i0, int n, Tap* taps) {
-    if (s.taps == Taps::Table) {
-        for (int k = 0; k < n; ++k) taps[k] = {s.cols[i0 + k], s.cols[i0 + k], 0};
+bool TwoTaps(Taps taps) { return taps == Taps::BiLinear || taps == Taps::BiLinearUV || taps == Taps::Average; }
+
+// Taps of destination columns i0 .. i0 + n - 1 (TapAt, one loop per mapping).
+void FillTaps(const ColumnStrip& s, int i0, int n, Tap* t) {
+    const int64_t step = s.step;
+    const int last = s.last, srcX = s.srcX;
+    int64_t fx = i0 * step;
+    switch (s.taps) {
+    case Taps::Near:
+        for (int k = 0; k < n; ++k, fx += step) t[k] = {int(fx >> 12), int(fx >> 12), 0};
+        return;
+    case Taps::BiLinear:
+        for (int k = 0; k < n; ++k, fx += step) {
+            const int c = int(fx >> 12);
+            t[k] = {c, std::min(c + 1, last), int(fx & 4095)};
+        }
+        return;
+    case Taps::NearUV:
+        for (int k = 0; k < n; ++k, fx += step) t[k] = {(int(fx >> 12) + srcX) >> 1, (int(fx >> 12) + srcX) >> 1, 0};
+        return;
+    case Taps::BiLinearUV:
+        for (int k = 0; k < n; ++k, fx += step) {
+            const int xs = int(fx >> 12) + srcX;
+            t[k] = {xs >> 1, std::min((xs + 1) >> 1, last), int(fx & 4095)};
+        }
+        return;
+    case Taps::Table:
+        for (int k = 0; k < n; ++k) t[k] = {s.cols[i0 + k], s.cols[i0 + k], 0};
+        return;
+    case Taps::Average:
+        for (int k = 0; k < n; ++k, fx += step) t[k] = {int(fx >> 12), std::min(int((fx + step) >> 12), last), 0};
         return;
     }
-    for (int k = 0; k < n; ++k) taps[k] = TapAt(s, i0 + k);
+}
+
+// Lowest and highest source column among n taps. Stepped mappings never step
+// back, so their first and last taps bound the rest.
+void Bounds(const ColumnStrip& s, const Tap* t, int n, int& lo, int& hi) {
+    if (s.taps != Taps::Table) {
+        lo = std::min(t[0].c0, t[0].c1);
+        hi = std::max(t[n - 1].c0, t[n - 1].c1);
+        return;
+    }
+    lo = INT_MAX;
+    hi = INT_MIN;
+    for (int j = 0; j < n; ++j) {
+        lo = std::min(lo, t[j].c0);
+        hi = std::max(hi, t[j].c0);
+    }
 }
 
 // Lowest and highest source column any tap of the strip reads.
 void TapRange(const ColumnStrip& s, int& lo, int& hi) {
+    Tap taps[64];
     lo = INT_MAX;
     hi = INT_MIN;
-    Tap taps[64];
     for (int k = 0; k < s.count; k += 64) {
         const int n = std::min(64, s.count - k);
+        if (s.taps != Taps::Table && k > 0 && k + 64 < s.count) continue;  // inner chunks of a stepped mapping
         FillTaps(s, s.first + k, n, taps);
-        for (int j = 0; j < n; ++j) {
-            lo = std::min({lo, taps[j].c0, taps[j].c1});
-            hi = std::max({hi, taps[j].c0, taps[j].c1});
-        }
+        int a, b;
+        Bounds(s, taps, n, a, b);
+        lo = std::min(lo, a);
+        hi = std::max(hi, b);
     }
 }
 
@@ -99,8 +142,7 @@ struct Shape {
 // tables; an offset into the upper one has bit 7 set, which zeroes the
 // lower table's lookup, and XOR 0x90 turns it into the upper table's index
 // while setting bit 7 of the lower offsets.
-uint8_t Encode(int mode, int offset) {
-    const bool split = mode == kBlocks32 || mode == kBlocks32Words;
+uint8_t Encode(bool split, int offset) {
     return static_cast<uint8_t>(split && offset >= 16 ? offset | 0x80 : offset);
 }
 
@@ -108,6 +150,7 @@ bool BuildPlan(ColumnStrip& s, const Shape& shape, int lo, int hi, bool twoTaps)
     const int n = s.count;
     if (n < shape.outputs || hi - lo + 1 < shape.window) return false;
     const int windows = shape.outputs / shape.perWindow;
+    const bool split = shape.mode == kBlocks32 || shape.mode == kBlocks32Words;
     Tap taps[64];
     s.vectors = (n + shape.outputs - 1) / shape.outputs;
     for (int v = 0; v < s.vectors; ++v) {
@@ -115,23 +158,25 @@ bool BuildPlan(ColumnStrip& s, const Shape& shape, int lo, int hi, bool twoTaps)
         for (int b = 0; b < windows; ++b) {
             const int at = v * shape.outputs + b * shape.perWindow;  // plan slot of the first output
             FillTaps(s, s.first + pos + b * shape.perWindow, shape.perWindow, taps);
-            int bmin = INT_MAX, bmax = INT_MIN;
-            for (int j = 0; j < shape.perWindow; ++j) {
-                bmin = std::min({bmin, taps[j].c0, taps[j].c1});
-                bmax = std::max({bmax, taps[j].c0, taps[j].c1});
-            }
+            int bmin, bmax;
+            Bounds(s, taps, shape.perWindow, bmin, bmax);
             // As far left as the block needs, but not past the strip's last tap.
             const int base = std::min(bmin, hi - shape.window + 1);
             if (bmax - base >= shape.window) return false;
             s.base[v * windows + b] = base;
-            for (int j = 0; j < shape.perWindow; ++j) {
-                uint8_t* i0 = s.idx0 + (at + j) * shape.stride;
-                uint8_t* i1 = s.idx1 + (at + j) * shape.stride;
-                i0[0] = Encode(shape.mode, taps[j].c0 - base);
-                i1[0] = Encode(shape.mode, taps[j].c1 - base);
-                if (shape.stride == 2) i0[1] = i1[1] = kZeroByte;
-                if (twoTaps) s.weight[at + j] = static_cast<int16_t>(taps[j].w);
+            uint8_t* i0 = s.idx0 + at * shape.stride;
+            uint8_t* i1 = s.idx1 + at * shape.stride;
+            if (shape.stride == 1) {
+                for (int j = 0; j < shape.perWindow; ++j) i0[j] = Encode(split, taps[j].c0 - base);
+                continue;
             }
+            for (int j = 0; j < shape.perWindow; ++j) {
+                i0[2 * j] = Encode(split, taps[j].c0 - base);
+                i1[2 * j] = Encode(split, taps[j].c1 - base);
+                i0[2 * j + 1] = i1[2 * j + 1] = kZeroByte;
+            }
+            if (twoTaps)
+                for (int j = 0; j < shape.perWindow; ++j) s.weight[at + j] = static_cast<int16_t>(taps[j].w);
         }
     }
     s.mode = shape.mode;
@@ -142,8 +187,7 @@ void PlanColumns(ColumnStrip& s) {
     s.mode = kNone;
     s.vectors = 0;
     if (s.count <= 0 || s.count > kStripColumns) return;
-    const bool twoTaps =
-        s.taps == Taps::BiLinear || s.taps == Taps::BiLinearUV || s.taps == Taps::Average;
+    const bool twoTaps = TwoTaps(s.taps);
     int lo, hi;
     TapRange(s, lo, hi);
     const int stride = twoTaps ? 2 : 1;
@@ -216,7 +260,8 @@ void NearBlocks(const uint8_t* in, uint8_t* out, const ColumnStrip& s) {
     }
 }
 
-// One tap through 16-bit lanes.
+// One tap through 16-bit lanes (also the first tap of a two-tap plan).
+template <int kMode>
 void NearWordBlocks(const uint8_t* in, uint8_t* out, const ColumnStrip& s) {
     const D8 d8;
     const DHalf8 dh;
@@ -226,7 +271,7 @@ void NearWordBlocks(const uint8_t* in, uint8_t* out, const ColumnStrip& s) {
     for (int v = 0; v < s.vectors; ++v) {
         const int pos = std::min(v * kOutputs, n - kOutputs);
         const auto idx = hn::Load(d8, s.idx0 + v * kBlockBytes);
-        hn::StoreU(hn::DemoteTo(dh, Shuffle16<kBlocks32>(in, s.base + v * kBlocks, idx)), dh, out + pos);
+        hn::StoreU(hn::DemoteTo(dh, Shuffle16<kMode>(in, s.base + v * kBlocks, idx)), dh, out + pos);
     }
 }
 
@@ -347,13 +392,27 @@ void AverageVbmi(const uint8_t* in0, const uint8_t* in1, uint8_t* out, const Col
 // ------------------------------------------------------------ entry points
 
 void NearRow(const uint8_t* in, uint8_t* out, const ColumnStrip& s) {
+    if (TwoTaps(s.taps)) {
+        switch (s.mode) {
+        case kBlocks16:
+            return NearWordBlocks<kBlocks16>(in, out, s);
+        case kBlocks32:
+            return NearWordBlocks<kBlocks32>(in, out, s);
+#if HWY_TARGET == HWY_AVX3_DL
+        case kVbmi128:
+            return NearWordVbmi(in, out, s);
+#endif
+        default:
+            return PlaneRowFamily().Reference().nearRow(in, out, s);
+        }
+    }
     switch (s.mode) {
     case kBlocks16:
         return NearBlocks<kBlocks16>(in, out, s);
     case kBlocks32:
         return NearBlocks<kBlocks32>(in, out, s);
     case kBlocks32Words:
-        return NearWordBlocks(in, out, s);
+        return NearWordBlocks<kBlocks32>(in, out, s);
 #if HWY_TARGET == HWY_AVX3_DL
     case kVbmi128:
         return NearVbmi(in, out, s);

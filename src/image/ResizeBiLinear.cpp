@@ -83,7 +83,7 @@ int BiLinerBottomUp8(const IMG_PARAM& src, IMG_PARAM& dst) {
             rows.bilinearRow(RowBottomUp(src, r) + src.x, RowBottomUp(src, r1) + src.x,
                              RowBottomUp(dst, dst.y + j) + dst.x, strip, static_cast<int>(fy & kFrac));
         }
-        PlanStrip(rows, strip, Taps::Near);
+        // The last row: nearest neighbour along the source's last row.
         rows.nearRow(RowBottomUp(src, lastRow) + src.x, RowBottomUp(dst, dst.y + dst.cy - 1) + dst.x,
                      strip);
     }
@@ -125,7 +125,6 @@ QV_API int DIB_ResizeBiLinerY(const IMG_PARAM& src, IMG_PARAM& dst) {
                              RowTopDown(dst, dst.y + j) + dst.x, strip, static_cast<int>(fy & kFrac));
         }
         // The last row: nearest neighbour along the source's last row.
-        PlanStrip(rows, strip, Taps::Near);
         rows.nearRow(RowTopDown(src, lastRow) + src.x, RowTopDown(dst, dst.y + dst.cy - 1) + dst.x,
                      strip);
     }
@@ -160,7 +159,6 @@ QV_API int DIB_ResizeBiLinerUV(const IMG_PARAM& src, IMG_PARAM& dst) {
                              static_cast<int>(fy & kFrac));
         }
         // Last chroma row: nearest neighbour along the source's last luma row.
-        PlanStrip(rows, strip, Taps::NearUV);
         rows.nearRow(RowTopDown(src, lastRow), RowTopDown(dst, r / 2) + dst.x / 2, strip);
     }
     return 1;
@@ -186,7 +184,7 @@ QV_API int DIB_ResizeBiLinerY_Simulate(const IMG_PARAM& src, IMG_PARAM& dst) {
                 RowTopDown(src, static_cast<int>((fy + stepY) >> kShift) + src.y) + src.x;
             rows.averageRow(in0, in1, RowTopDown(dst, dst.y + j) + dst.x, strip);
         }
-        PlanStrip(rows, strip, Taps::Near);
+        // The last row: nearest neighbour along the source's last row.
         rows.nearRow(RowTopDown(src, src.y + src.cy - 1) + src.x,
                      RowTopDown(dst, dst.y + dst.cy - 1) + dst.x, strip);
     }

@@ -64,7 +64,7 @@ void CheckRow(const std::vector<qv::cpu::Target>& targets, ColumnStrip& s, int c
     const auto side = rng.Range(0, 1) ? Guarded::kGuardAfter : Guarded::kGuardBefore;
     const bool twoRows = s.taps != Taps::Near && s.taps != Taps::NearUV && s.taps != Taps::Table;
     Guarded in0(hi - lo + 1, seed, side), in1(twoRows ? hi - lo + 1 : 1, seed + 1, side);
-    Guarded out(count, seed + 2);
+    Guarded out(twoRows ? 2 * count : count, seed + 2);
     const uint8_t* p0 = in0.data() - lo;
     const uint8_t* p1 = in1.data() - lo;
     const int chunk = std::min(qv::image::kStripColumns, rng.Range(0, 1) ? count : rng.Range(1, count));
@@ -82,6 +82,8 @@ void CheckRow(const std::vector<qv::cpu::Target>& targets, ColumnStrip& s, int c
                 rows.averageRow(p0, p1, out.data(), s);
             else
                 rows.bilinearRow(p0, p1, out.data(), s, wy1);
+            // The walks take their last row from the two-tap plan: first taps only.
+            if (twoRows) rows.nearRow(p1, out.data() + count, s);
         }
         if (t == 0)
             want = out.Bytes();
