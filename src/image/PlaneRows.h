@@ -47,6 +47,7 @@ struct ColumnStrip {
     // The plan, in the layout of the target that built it. `mode` 0 means
     // none: the rows run the scalar loops.
     int mode = 0;
+    int stride = 1;   // index bytes per output
     int vectors = 0;  // vector steps over the strip
     int32_t base[kStripColumns / 8 + 8];
     alignas(64) uint8_t idx0[2 * kStripColumns + 128];

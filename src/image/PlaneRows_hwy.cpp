@@ -7,14 +7,18 @@
 // window of the source row that holds all its taps, and the plan keeps the
 // window's start and every output's offset in it (and its weight). A row is
 // then loads, shuffles and 16-bit arithmetic, with no position math. With
-// AVX-512 VBMI one 128-byte window serves a whole 512-bit vector.
+// AVX-512 VBMI one 128-byte window serves a whole 512-bit vector; the other
+// targets (AVX-512 without VBMI included) shuffle 128-bit blocks, two at a
+// time where the vectors allow.
 //
 // The two-stage lerp a + (((b - a) * w) >> 12) is computed as
 // a + MulHigh((b - a) << 4, w): (b - a) << 4 and w fit 16 bits, and the high
 // half of their product is the same floor of (b - a) * w / 4096.
 //
 // Windows never leave the bytes the reference reads: each lies between the
-// lowest and the highest source column of the strip's taps. Strips too short
+// lowest and the highest source column of the strip's taps (for the last row
+// of a bilinear walk, read through its two-tap plan, these columns lie
+// inside the source rectangle). Strips too short
 // for a window, or whose taps are too far apart for one (large reductions),
 // keep the scalar loops.
 #undef HWY_TARGET_INCLUDE
@@ -42,15 +46,13 @@ namespace hn = hwy::HWY_NAMESPACE;
 
 #if QV_PLANE_ROWS_SIMD
 
-// Plan modes. Two-tap plans always shuffle into 16-bit lanes; one-tap plans
-// shuffle bytes, or 16-bit lanes ("words": half the outputs per window, for
-// reductions whose taps lie too far apart for bytes).
+// Plan modes. With a stride of 2 index bytes per output the shuffles make
+// 16-bit lanes: always for two taps, and for one tap when its taps lie too
+// far apart for byte lanes (half the outputs per window).
 constexpr int kNone = 0;
-constexpr int kBlocks16 = 1;       // each 128-bit block shuffles a 16-byte window
-constexpr int kBlocks32 = 2;       // each 128-bit block shuffles a 32-byte window
-constexpr int kVbmi128 = 3;        // each 512-bit vector permutes a 128-byte window
-constexpr int kBlocks32Words = 4;  // one tap, as kBlocks32 into 16-bit lanes
-constexpr int kVbmi128Words = 5;   // one tap, as kVbmi128 into 16-bit lanes
+constexpr int kBlocks16 = 1;  // each 128-bit block shuffles a 16-byte window
+constexpr int kBlocks32 = 2;  // each 128-bit block shuffles a 32-byte window
+constexpr int kVbmi128 = 3;   // each 512-bit vector permutes a 128-byte window
 
 // Block vectors: one or two 128-bit blocks (AVX-512 targets use 256 bits here).
 using D8 = hn::CappedTag<uint8_t, 32>;
@@ -150,7 +152,7 @@ bool BuildPlan(ColumnStrip& s, const Shape& shape, int lo, int hi, bool twoTaps)
     const int n = s.count;
     if (n < shape.outputs || hi - lo + 1 < shape.window) return false;
     const int windows = shape.outputs / shape.perWindow;
-    const bool split = shape.mode == kBlocks32 || shape.mode == kBlocks32Words;
+    const bool split = shape.mode == kBlocks32;
     Tap taps[64];
     s.vectors = (n + shape.outputs - 1) / shape.outputs;
     for (int v = 0; v < s.vectors; ++v) {
@@ -180,6 +182,7 @@ bool BuildPlan(ColumnStrip& s, const Shape& shape, int lo, int hi, bool twoTaps)
         }
     }
     s.mode = shape.mode;
+    s.stride = shape.stride;
     return true;
 }
 
@@ -190,19 +193,15 @@ void PlanColumns(ColumnStrip& s) {
     const bool twoTaps = TwoTaps(s.taps);
     int lo, hi;
     TapRange(s, lo, hi);
-    const int stride = twoTaps ? 2 : 1;
-    const int outputs = kBlockBytes / stride;
+    // Byte lanes where one tap allows, else 16-bit lanes: half the outputs
+    // per window reach further.
+    for (int stride = twoTaps ? 2 : 1; stride <= 2; ++stride) {
+        const int outputs = kBlockBytes / stride;
 #if HWY_TARGET == HWY_AVX3_DL
-    const int wide = twoTaps ? 32 : 64;
-    if (BuildPlan(s, {kVbmi128, wide, wide, 128, stride}, lo, hi, twoTaps)) return;
+        if (BuildPlan(s, {kVbmi128, 64 / stride, 64 / stride, 128, stride}, lo, hi, twoTaps)) return;
 #endif
-    if (BuildPlan(s, {kBlocks16, outputs, 16 / stride, 16, stride}, lo, hi, twoTaps)) return;
-    if (BuildPlan(s, {kBlocks32, outputs, 16 / stride, 32, stride}, lo, hi, twoTaps)) return;
-    if (!twoTaps) {
-#if HWY_TARGET == HWY_AVX3_DL
-        if (BuildPlan(s, {kVbmi128Words, 32, 32, 128, 2}, lo, hi, false)) return;
-#endif
-        if (BuildPlan(s, {kBlocks32Words, kBlockBytes / 2, 8, 32, 2}, lo, hi, false)) return;
+        if (BuildPlan(s, {kBlocks16, outputs, 16 / stride, 16, stride}, lo, hi, twoTaps)) return;
+        if (BuildPlan(s, {kBlocks32, outputs, 16 / stride, 32, stride}, lo, hi, twoTaps)) return;
     }
     s.mode = kNone;
     s.vectors = 0;
@@ -275,9 +274,23 @@ void NearWordBlocks(const uint8_t* in, uint8_t* out, const ColumnStrip& s) {
     }
 }
 
-template <int kMode, bool kVertical>
-void BiLinearBlocks(const uint8_t* in0, const uint8_t* in1, uint8_t* out, const ColumnStrip& s,
-                    int wy1) {
+// How a two-tap row combines its taps: a lerp along row in0, lerps along
+// both rows and between them, or the truncated mean of all four.
+constexpr int kOneRow = 0;
+constexpr int kTwoRows = 1;
+constexpr int kMean = 2;
+
+template <int kHow, class V>
+HWY_INLINE V CombineTaps(V a0, V b0, V a1, V b1, V wx, V wy) {
+    if constexpr (kHow == kMean) return hn::ShiftRight<2>(hn::Add(hn::Add(a0, b0), hn::Add(a1, b1)));
+    const V top = Lerp(a0, b0, wx);
+    if constexpr (kHow == kOneRow) return top;
+    return Lerp(top, Lerp(a1, b1, wx), wy);
+}
+
+template <int kMode, int kHow>
+void TwoTapBlocks(const uint8_t* in0, const uint8_t* in1, uint8_t* out, const ColumnStrip& s,
+                  int wy1) {
     const D8 d8;
     const D16 d16;
     const DHalf8 dh;
@@ -291,30 +304,10 @@ void BiLinearBlocks(const uint8_t* in0, const uint8_t* in1, uint8_t* out, const 
         const auto i0 = hn::Load(d8, s.idx0 + v * kBlockBytes);
         const auto i1 = hn::Load(d8, s.idx1 + v * kBlockBytes);
         const auto wx = hn::Load(d16, s.weight + v * kOutputs);
-        auto top = Lerp(Shuffle16<kMode>(in0, base, i0), Shuffle16<kMode>(in0, base, i1), wx);
-        if constexpr (kVertical) {
-            const auto bottom = Lerp(Shuffle16<kMode>(in1, base, i0), Shuffle16<kMode>(in1, base, i1), wx);
-            top = Lerp(top, bottom, wy);
-        }
-        hn::StoreU(hn::DemoteTo(dh, top), dh, out + pos);
-    }
-}
-
-template <int kMode>
-void AverageBlocks(const uint8_t* in0, const uint8_t* in1, uint8_t* out, const ColumnStrip& s) {
-    const D8 d8;
-    const DHalf8 dh;
-    constexpr int kOutputs = kBlockBytes / 2;
-    const int n = s.count;
-    out += s.first;
-    for (int v = 0; v < s.vectors; ++v) {
-        const int pos = std::min(v * kOutputs, n - kOutputs);
-        const int32_t* base = s.base + v * kBlocks;
-        const auto i0 = hn::Load(d8, s.idx0 + v * kBlockBytes);
-        const auto i1 = hn::Load(d8, s.idx1 + v * kBlockBytes);
-        const auto sum = hn::Add(hn::Add(Shuffle16<kMode>(in0, base, i0), Shuffle16<kMode>(in0, base, i1)),
-                                 hn::Add(Shuffle16<kMode>(in1, base, i0), Shuffle16<kMode>(in1, base, i1)));
-        hn::StoreU(hn::DemoteTo(dh, hn::ShiftRight<2>(sum)), dh, out + pos);
+        const auto a0 = Shuffle16<kMode>(in0, base, i0), b0 = Shuffle16<kMode>(in0, base, i1);
+        auto a1 = a0, b1 = b0;
+        if constexpr (kHow != kOneRow) a1 = Shuffle16<kMode>(in1, base, i0), b1 = Shuffle16<kMode>(in1, base, i1);
+        hn::StoreU(hn::DemoteTo(dh, CombineTaps<kHow>(a0, b0, a1, b1, wx, wy)), dh, out + pos);
     }
 }
 
@@ -354,37 +347,23 @@ void NearWordVbmi(const uint8_t* in, uint8_t* out, const ColumnStrip& s) {
     }
 }
 
-template <bool kVertical>
-void BiLinearVbmi(const uint8_t* in0, const uint8_t* in1, uint8_t* out, const ColumnStrip& s,
-                  int wy1) {
+template <int kHow>
+void TwoTapVbmi(const uint8_t* in0, const uint8_t* in1, uint8_t* out, const ColumnStrip& s, int wy1) {
     const hn::Full512<int16_t> d16;
     const int n = s.count;
     const auto wy = hn::Set(d16, static_cast<int16_t>(wy1));
     out += s.first;
     for (int v = 0; v < s.vectors; ++v) {
         const int pos = std::min(v * 32, n - 32);
-        const int base = s.base[v];
+        const uint8_t* w0 = in0 + s.base[v];
         const __m512i i0 = _mm512_load_si512(s.idx0 + v * 64);
         const __m512i i1 = _mm512_load_si512(s.idx1 + v * 64);
         const auto wx = hn::Load(d16, s.weight + v * 32);
-        auto top = Lerp(Permute16(in0 + base, i0), Permute16(in0 + base, i1), wx);
-        if constexpr (kVertical) top = Lerp(top, Lerp(Permute16(in1 + base, i0), Permute16(in1 + base, i1), wx), wy);
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + pos), _mm512_cvtepi16_epi8(top.raw));
-    }
-}
-
-void AverageVbmi(const uint8_t* in0, const uint8_t* in1, uint8_t* out, const ColumnStrip& s) {
-    const int n = s.count;
-    out += s.first;
-    for (int v = 0; v < s.vectors; ++v) {
-        const int pos = std::min(v * 32, n - 32);
-        const int base = s.base[v];
-        const __m512i i0 = _mm512_load_si512(s.idx0 + v * 64);
-        const __m512i i1 = _mm512_load_si512(s.idx1 + v * 64);
-        const auto sum = hn::Add(hn::Add(Permute16(in0 + base, i0), Permute16(in0 + base, i1)),
-                                 hn::Add(Permute16(in1 + base, i0), Permute16(in1 + base, i1)));
+        const auto a0 = Permute16(w0, i0), b0 = Permute16(w0, i1);
+        auto a1 = a0, b1 = b0;
+        if constexpr (kHow != kOneRow) a1 = Permute16(in1 + s.base[v], i0), b1 = Permute16(in1 + s.base[v], i1);
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + pos),
-                            _mm512_cvtepi16_epi8(hn::ShiftRight<2>(sum).raw));
+                            _mm512_cvtepi16_epi8(CombineTaps<kHow>(a0, b0, a1, b1, wx, wy).raw));
     }
 }
 #endif
@@ -392,31 +371,19 @@ void AverageVbmi(const uint8_t* in0, const uint8_t* in1, uint8_t* out, const Col
 // ------------------------------------------------------------ entry points
 
 void NearRow(const uint8_t* in, uint8_t* out, const ColumnStrip& s) {
-    if (TwoTaps(s.taps)) {
-        switch (s.mode) {
-        case kBlocks16:
-            return NearWordBlocks<kBlocks16>(in, out, s);
-        case kBlocks32:
-            return NearWordBlocks<kBlocks32>(in, out, s);
-#if HWY_TARGET == HWY_AVX3_DL
-        case kVbmi128:
-            return NearWordVbmi(in, out, s);
-#endif
-        default:
-            return PlaneRowFamily().Reference().nearRow(in, out, s);
-        }
-    }
-    switch (s.mode) {
-    case kBlocks16:
+    switch (s.mode * 2 + (s.stride == 2)) {
+    case kBlocks16 * 2:
         return NearBlocks<kBlocks16>(in, out, s);
-    case kBlocks32:
+    case kBlocks16 * 2 + 1:
+        return NearWordBlocks<kBlocks16>(in, out, s);
+    case kBlocks32 * 2:
         return NearBlocks<kBlocks32>(in, out, s);
-    case kBlocks32Words:
+    case kBlocks32 * 2 + 1:
         return NearWordBlocks<kBlocks32>(in, out, s);
 #if HWY_TARGET == HWY_AVX3_DL
-    case kVbmi128:
+    case kVbmi128 * 2:
         return NearVbmi(in, out, s);
-    case kVbmi128Words:
+    case kVbmi128 * 2 + 1:
         return NearWordVbmi(in, out, s);
 #endif
     default:
@@ -428,18 +395,18 @@ void BiLinearRow(const uint8_t* in0, const uint8_t* in1, uint8_t* out, const Col
     // A row sitting exactly on a source row leaves the second row unread.
     switch (s.mode * 2 + (wy1 != 0)) {
     case kBlocks16 * 2:
-        return BiLinearBlocks<kBlocks16, false>(in0, in1, out, s, wy1);
+        return TwoTapBlocks<kBlocks16, kOneRow>(in0, in1, out, s, wy1);
     case kBlocks16 * 2 + 1:
-        return BiLinearBlocks<kBlocks16, true>(in0, in1, out, s, wy1);
+        return TwoTapBlocks<kBlocks16, kTwoRows>(in0, in1, out, s, wy1);
     case kBlocks32 * 2:
-        return BiLinearBlocks<kBlocks32, false>(in0, in1, out, s, wy1);
+        return TwoTapBlocks<kBlocks32, kOneRow>(in0, in1, out, s, wy1);
     case kBlocks32 * 2 + 1:
-        return BiLinearBlocks<kBlocks32, true>(in0, in1, out, s, wy1);
+        return TwoTapBlocks<kBlocks32, kTwoRows>(in0, in1, out, s, wy1);
 #if HWY_TARGET == HWY_AVX3_DL
     case kVbmi128 * 2:
-        return BiLinearVbmi<false>(in0, in1, out, s, wy1);
+        return TwoTapVbmi<kOneRow>(in0, in1, out, s, wy1);
     case kVbmi128 * 2 + 1:
-        return BiLinearVbmi<true>(in0, in1, out, s, wy1);
+        return TwoTapVbmi<kTwoRows>(in0, in1, out, s, wy1);
 #endif
     default:
         return PlaneRowFamily().Reference().bilinearRow(in0, in1, out, s, wy1);
@@ -449,12 +416,12 @@ void BiLinearRow(const uint8_t* in0, const uint8_t* in1, uint8_t* out, const Col
 void AverageRow(const uint8_t* in0, const uint8_t* in1, uint8_t* out, const ColumnStrip& s) {
     switch (s.mode) {
     case kBlocks16:
-        return AverageBlocks<kBlocks16>(in0, in1, out, s);
+        return TwoTapBlocks<kBlocks16, kMean>(in0, in1, out, s, 0);
     case kBlocks32:
-        return AverageBlocks<kBlocks32>(in0, in1, out, s);
+        return TwoTapBlocks<kBlocks32, kMean>(in0, in1, out, s, 0);
 #if HWY_TARGET == HWY_AVX3_DL
     case kVbmi128:
-        return AverageVbmi(in0, in1, out, s);
+        return TwoTapVbmi<kMean>(in0, in1, out, s, 0);
 #endif
     default:
         return PlaneRowFamily().Reference().averageRow(in0, in1, out, s);

@@ -60,19 +60,21 @@ int BiLinerBottomUp32(const IMG_PARAM& src, IMG_PARAM& dst) {
     return 1;
 }
 
-// Walk of the bottom-up 8-bit member: the plane rows over all but the last
-// column, which copies the source rectangle's last column.
-int BiLinerBottomUp8(const IMG_PARAM& src, IMG_PARAM& dst) {
-    if (!AcceptRects(src, {Layout::BottomUp, 1}, dst, {Layout::BottomUp, 1}))
-        return 0;
+// Picture row r of a top-down or bottom-up 8-bit plane.
+uint8_t* PlaneRow(const IMG_PARAM& p, Layout layout, int r) {
+    return layout == Layout::BottomUp ? RowBottomUp(p, r) : RowTopDown(p, r);
+}
+
+// Walk of the 8-bit luma and bottom-up members over `columns` destination
+// columns from the rectangle's left: bilinear rows, then the last row by
+// nearest neighbour along the source's last row.
+void BiLinearPlane(const IMG_PARAM& src, IMG_PARAM& dst, Layout layout, int columns) {
     const int64_t stepY = Q12Step(src.cy, dst.cy);
-    const int lastCol = src.cx - 1;
     const int lastRow = src.y + src.cy - 1;
-    const int columns = dst.cx - 1;
     const PlaneRows& rows = PlaneRowFamily().Active();
     ColumnStrip strip;
     strip.step = Q12Step(src.cx, dst.cx);
-    strip.last = lastCol;
+    strip.last = src.cx - 1;
     for (int first = 0; first < columns; first += kStripColumns) {
         SetStrip(strip, first, columns);
         PlanStrip(rows, strip, Taps::BiLinear);
@@ -80,17 +82,25 @@ int BiLinerBottomUp8(const IMG_PARAM& src, IMG_PARAM& dst) {
         for (int j = 0; j < dst.cy - 1; ++j, fy += stepY) {
             const int r = static_cast<int>(fy >> kShift) + src.y;
             const int r1 = r < lastRow ? r + 1 : lastRow;
-            rows.bilinearRow(RowBottomUp(src, r) + src.x, RowBottomUp(src, r1) + src.x,
-                             RowBottomUp(dst, dst.y + j) + dst.x, strip, static_cast<int>(fy & kFrac));
+            rows.bilinearRow(PlaneRow(src, layout, r) + src.x, PlaneRow(src, layout, r1) + src.x,
+                             PlaneRow(dst, layout, dst.y + j) + dst.x, strip, static_cast<int>(fy & kFrac));
         }
-        // The last row: nearest neighbour along the source's last row.
-        rows.nearRow(RowBottomUp(src, lastRow) + src.x, RowBottomUp(dst, dst.y + dst.cy - 1) + dst.x,
+        rows.nearRow(PlaneRow(src, layout, lastRow) + src.x, PlaneRow(dst, layout, dst.y + dst.cy - 1) + dst.x,
                      strip);
     }
+}
+
+// The bottom-up 8-bit member: the plane walk over all but the last column,
+// which copies the source rectangle's last column.
+int BiLinerBottomUp8(const IMG_PARAM& src, IMG_PARAM& dst) {
+    if (!AcceptRects(src, {Layout::BottomUp, 1}, dst, {Layout::BottomUp, 1}))
+        return 0;
+    BiLinearPlane(src, dst, Layout::BottomUp, dst.cx - 1);
+    const int64_t stepY = Q12Step(src.cy, dst.cy);
     int64_t fy = 0;
     for (int j = 0; j < dst.cy; ++j, fy += stepY) {
-        const int r = j < dst.cy - 1 ? static_cast<int>(fy >> kShift) + src.y : lastRow;
-        RowBottomUp(dst, dst.y + j)[dst.x + columns] = RowBottomUp(src, r)[src.x + lastCol];
+        const int r = j < dst.cy - 1 ? static_cast<int>(fy >> kShift) + src.y : src.y + src.cy - 1;
+        RowBottomUp(dst, dst.y + j)[dst.x + dst.cx - 1] = RowBottomUp(src, r)[src.x + src.cx - 1];
     }
     return 1;
 }
@@ -108,26 +118,7 @@ QV_API int DIB_ResizeBiLiner8(const IMG_PARAM& src, IMG_PARAM& dst) {
 QV_API int DIB_ResizeBiLinerY(const IMG_PARAM& src, IMG_PARAM& dst) {
     if (!AcceptRects(src, {Layout::TopDown, 1}, dst, {Layout::TopDown, 1}))
         return 0;
-    const int64_t stepY = Q12Step(src.cy, dst.cy);
-    const int lastRow = src.y + src.cy - 1;
-    const PlaneRows& rows = PlaneRowFamily().Active();
-    ColumnStrip strip;
-    strip.step = Q12Step(src.cx, dst.cx);
-    strip.last = src.cx - 1;
-    for (int first = 0; first < dst.cx; first += kStripColumns) {
-        SetStrip(strip, first, dst.cx);
-        PlanStrip(rows, strip, Taps::BiLinear);
-        int64_t fy = 0;
-        for (int j = 0; j < dst.cy - 1; ++j, fy += stepY) {
-            const int r = static_cast<int>(fy >> kShift) + src.y;
-            const int r1 = r < lastRow ? r + 1 : lastRow;
-            rows.bilinearRow(RowTopDown(src, r) + src.x, RowTopDown(src, r1) + src.x,
-                             RowTopDown(dst, dst.y + j) + dst.x, strip, static_cast<int>(fy & kFrac));
-        }
-        // The last row: nearest neighbour along the source's last row.
-        rows.nearRow(RowTopDown(src, lastRow) + src.x, RowTopDown(dst, dst.y + dst.cy - 1) + dst.x,
-                     strip);
-    }
+    BiLinearPlane(src, dst, Layout::TopDown, dst.cx);
     BlackenLumaMargins(dst);
     return 1;
 }
