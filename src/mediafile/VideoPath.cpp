@@ -52,7 +52,11 @@ bool HasPlaneResizer(int interpolation) {
 // blacken the margins of the rows they cover) and, in both chroma planes,
 // everything outside the samples they write: chroma columns x / 2 onwards,
 // (cx + 1) / 2 of them, in chroma rows y / 2 to y / 2 + (cy - 1) / 2.
-void PaintBorders(uint8_t* y, uint8_t* v, uint8_t* u, int W, int H, const IMG_PARAM& rect) {
+// False, painting nothing, for a rectangle that is not inside the picture.
+bool PaintBorders(uint8_t* y, uint8_t* v, uint8_t* u, int W, int H, const IMG_PARAM& rect) {
+    if (rect.x < 0 || rect.y < 0 || rect.cx < 1 || rect.cy < 1 ||
+        int64_t{rect.x} + rect.cx > W || int64_t{rect.y} + rect.cy > H)
+        return false;
     const size_t w = static_cast<size_t>(W);
     memset(y, 16, w * rect.y);
     memset(y + w * (rect.y + rect.cy), 16, w * (H - rect.y - rect.cy));
@@ -67,6 +71,7 @@ void PaintBorders(uint8_t* y, uint8_t* v, uint8_t* u, int W, int H, const IMG_PA
         }
         memset(plane + static_cast<size_t>(C) * bottom, 128, static_cast<size_t>(C) * (rows - bottom));
     }
+    return true;
 }
 
 }  // namespace
@@ -102,9 +107,7 @@ MEDIA_FRAME* MediaFile::GetResizeFrame(const MEDIA_FRAME* frame) {
     const IMAGE_INTERPOLATION method =
         static_cast<IMAGE_INTERPOLATION>(m_EncParam.video.nInterpolation);
     // Black wherever the fitted picture does not reach.
-    if (HasPlaneResizer(method)) {
-        PaintBorders(y, v, u, W, H, m_DstY);
-    } else {
+    if (!HasPlaneResizer(method) || !PaintBorders(y, v, u, W, H, m_DstY)) {
         memset(y, 16, lumaSize);
         memset(v, 128, 2 * chromaSize);
     }
