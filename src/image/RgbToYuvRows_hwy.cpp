@@ -2,8 +2,8 @@
 // row gives exactly the reference rows' bytes (RgbToYuvRows.cpp).
 //
 // Why the arithmetic is exact: the product tables hold exactly K * i, so
-// 16x16->32 pair multiply-adds over (blue, red) and (green, green) lanes
-// give the reference sums. The coefficients are scaled by 4, which leaves
+// 16x16->32 pair multiply-adds over 16-bit channel differences and
+// (green, green) lanes give the reference sums. The coefficients are scaled by 4, which leaves
 // floor(sum / 2^14) (luma, or a chroma term floored per pixel before any
 // chroma sum) in the high 16 bits of each 32-bit lane. The four terms of a
 // block are then added in 16-bit lanes, and a second pair multiply-add by
@@ -16,6 +16,7 @@
 #include <hwy/highway.h>
 
 #include <stddef.h>
+#include <string.h>
 
 #include "image/RgbToYuvRows.h"
 
@@ -24,11 +25,20 @@ HWY_BEFORE_NAMESPACE();
 // Every CPU that runs this target has the AVX-512 dot-product instructions.
 #pragma GCC target("avx512vnni")
 #endif
+// Groups and staging copies are sized at compile time: scalable vectors,
+// like the scalar and emulated targets, keep the reference rows.
+#undef QV_RGB_TO_YUV_SIMD
+#if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128 && !HWY_HAVE_SCALABLE
+#define QV_RGB_TO_YUV_SIMD 1
+#else
+#define QV_RGB_TO_YUV_SIMD 0
+#endif
+
 namespace qv::image {
 namespace HWY_NAMESPACE {
 namespace hn = hwy::HWY_NAMESPACE;
 
-#if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
+#if QV_RGB_TO_YUV_SIMD
 
 using D8 = hn::ScalableTag<uint8_t>;
 using D16 = hn::ScalableTag<int16_t>;
@@ -72,10 +82,14 @@ HWY_INLINE V16 Pair(int lo, int hi) {
 
 // Luma - 16 and the two chroma terms of one vector of pixels, each in the
 // high half of its pixel's lane; br holds (blue, red), gg (green, green).
+// In q = B - G and r = R - G the chroma terms need one pair product each:
+// U = 7193q - 2425r, V = 7193r - 1163q + G, and Y = 1606q + 4211r + 14075G.
 HWY_INLINE void Sums(V16 br, V16 gg, V32& y, V32& u, V32& v) {
-    y = PairDot(PairMul(br, Pair(4 * 1606, 4 * 4211)), gg, Pair(2 * 8258, 2 * 8258));
-    u = PairDot(PairMul(br, Pair(4 * 7193, -4 * 2425)), gg, Pair(-2 * 4768, -2 * 4768));
-    v = PairDot(PairMul(br, Pair(-4 * 1163, 4 * 7193)), gg, Pair(-2 * 6029, -2 * 6029));
+    const V16 qr = hn::Sub(br, gg);
+    const V32 green4 = hn::BitCast(D32(), hn::ShiftRight<14>(hn::BitCast(hn::RebindToUnsigned<D32>(), gg)));
+    y = PairDot(PairMul(qr, Pair(4 * 1606, 4 * 4211)), gg, Pair(2 * 14075, 2 * 14075));
+    u = PairMul(qr, Pair(4 * 7193, -4 * 2425));
+    v = PairDot(green4, qr, Pair(-4 * 1163, 4 * 7193));
 }
 
 // Z marks a byte that a lookup clears.
@@ -92,7 +106,6 @@ HWY_INLINE void Channels32(const uint8_t* p, V16& br, V16& gg) {
     gg = hn::BitCast(D16(), hn::TableLookupBytesOr0(raw, hn::LoadDup128(d8, kGreen)));
 }
 
-#if !HWY_HAVE_SCALABLE
 // Vector k (0..3) of a group of 24-bit pixels at p. Loads stay inside the
 // group: the last vector's load ends at the group's end and its lookups
 // start that much further in.
@@ -143,7 +156,6 @@ HWY_INLINE void Channels24(const uint8_t* p, V16& br, V16& gg) {
     gg = hn::BitCast(D16(), hn::TableLookupBytesOr0(spread, hn::LoadDup128(d8, kGreen)));
 #endif
 }
-#endif
 
 // The high halves of a's lanes, then b's, as int16 lanes. The order may
 // differ from pixel order by target, but pairs (2i, 2i + 1) stay adjacent
@@ -211,15 +223,12 @@ template <int kBpp, int h>
 HWY_INLINE void HalfGroup(const uint8_t* s, V16& yw, V16& ut, V16& vt) {
     V16 br, gg;
     V32 ya, ua, va, yb, ub, vb;
-#if !HWY_HAVE_SCALABLE
     if constexpr (kBpp == 3) {
         Channels24<2 * h>(s, br, gg);
         Sums(br, gg, ya, ua, va);
         Channels24<2 * h + 1>(s, br, gg);
         Sums(br, gg, yb, ub, vb);
-    } else
-#endif
-    {
+    } else {
         Channels32<2 * h>(s, br, gg);
         Sums(br, gg, ya, ua, va);
         Channels32<2 * h + 1>(s, br, gg);
@@ -268,61 +277,80 @@ HWY_INLINE void Group(const uint8_t* s0, const uint8_t* s1, uint8_t* y0, uint8_t
 }
 
 // Whole groups from the left; the last group ends at evenWidth and may
-// overlap the one before it, which only writes the same bytes again. Rows
-// narrower than a group take the reference rows.
+// overlap the one before it, which only writes the same bytes again.
 template <int kBpp, bool kAlpha, bool kLastRow>
-HWY_INLINE bool Rows(const uint8_t* s0, const uint8_t* s1, uint8_t* y0, uint8_t* y1, uint8_t* a0,
-                     uint8_t* a1, uint8_t* u, uint8_t* v, int evenWidth) {
-    const int group = static_cast<int>(4 * hn::Lanes(D32()));
-    if (evenWidth < group) return false;
+HWY_INLINE void WideRows(const uint8_t* s0, const uint8_t* s1, uint8_t* y0, uint8_t* y1,
+                         uint8_t* a0, uint8_t* a1, uint8_t* u, uint8_t* v, int evenWidth,
+                         int group) {
     for (int x = 0;; x += group) {
         if (x > evenWidth - group) x = evenWidth - group;
         const ptrdiff_t at = static_cast<ptrdiff_t>(x) * kBpp;
         Group<kBpp, kAlpha, kLastRow>(s0 + at, s1 + at, y0 + x, kLastRow ? nullptr : y1 + x,
                                       kAlpha ? a0 + x : nullptr,
                                       kAlpha && !kLastRow ? a1 + x : nullptr, u + x / 2, v + x / 2);
-        if (x == evenWidth - group) return true;
+        if (x == evenWidth - group) return;
     }
 }
 
-const RgbToYuvRows& Reference() { return RgbToYuvFamily().Reference(); }
+// Rows narrower than a group go through a copy one group wide.
+template <int kBpp, bool kAlpha, bool kLastRow>
+HWY_NOINLINE void NarrowRows(const uint8_t* s0, const uint8_t* s1, uint8_t* y0, uint8_t* y1,
+                             uint8_t* a0, uint8_t* a1, uint8_t* u, uint8_t* v, int evenWidth) {
+    constexpr int kGroup = HWY_MAX_BYTES;  // 4 vectors of 32-bit lanes
+    static_assert(kGroup == 4 * hn::MaxLanes(D32()), "group width");
+    HWY_ALIGN uint8_t in0[kGroup * kBpp] = {}, in1[kGroup * kBpp] = {};
+    HWY_ALIGN uint8_t out[4][kGroup], chroma[2][kGroup / 2];
+    const size_t bytes = static_cast<size_t>(evenWidth) * kBpp;
+    memcpy(in0, s0, bytes);
+    if (!kLastRow) memcpy(in1, s1, bytes);
+    Group<kBpp, kAlpha, kLastRow>(in0, kLastRow ? in0 : in1, out[0], out[1], out[2], out[3],
+                                  chroma[0], chroma[1]);
+    memcpy(y0, out[0], evenWidth);
+    if (!kLastRow) memcpy(y1, out[1], evenWidth);
+    if (kAlpha) memcpy(a0, out[2], evenWidth);
+    if (kAlpha && !kLastRow) memcpy(a1, out[3], evenWidth);
+    memcpy(u, chroma[0], evenWidth / 2);
+    memcpy(v, chroma[1], evenWidth / 2);
+}
 
-#if !HWY_HAVE_SCALABLE
+template <int kBpp, bool kAlpha, bool kLastRow>
+HWY_INLINE void Rows(const uint8_t* s0, const uint8_t* s1, uint8_t* y0, uint8_t* y1, uint8_t* a0,
+                     uint8_t* a1, uint8_t* u, uint8_t* v, int evenWidth) {
+    const int group = static_cast<int>(4 * hn::Lanes(D32()));
+    if (evenWidth >= group)
+        WideRows<kBpp, kAlpha, kLastRow>(s0, s1, y0, y1, a0, a1, u, v, evenWidth, group);
+    else
+        NarrowRows<kBpp, kAlpha, kLastRow>(s0, s1, y0, y1, a0, a1, u, v, evenWidth);
+}
+
 void RowPair24(const uint8_t* s0, const uint8_t* s1, uint8_t* y0, uint8_t* y1, uint8_t* a0,
                uint8_t* a1, uint8_t* u, uint8_t* v, int evenWidth) {
-    if (!Rows<3, false, false>(s0, s1, y0, y1, a0, a1, u, v, evenWidth))
-        Reference().rowPair24(s0, s1, y0, y1, a0, a1, u, v, evenWidth);
+    Rows<3, false, false>(s0, s1, y0, y1, a0, a1, u, v, evenWidth);
 }
 
 void LastRow24(const uint8_t* s, uint8_t* y, uint8_t* a, uint8_t* u, uint8_t* v, int evenWidth) {
-    if (!Rows<3, false, true>(s, s, y, nullptr, a, nullptr, u, v, evenWidth))
-        Reference().lastRow24(s, y, a, u, v, evenWidth);
+    Rows<3, false, true>(s, s, y, nullptr, a, nullptr, u, v, evenWidth);
 }
-#endif
 
 void RowPair32(const uint8_t* s0, const uint8_t* s1, uint8_t* y0, uint8_t* y1, uint8_t* a0,
                uint8_t* a1, uint8_t* u, uint8_t* v, int evenWidth) {
-    if (!Rows<4, false, false>(s0, s1, y0, y1, a0, a1, u, v, evenWidth))
-        Reference().rowPair32(s0, s1, y0, y1, a0, a1, u, v, evenWidth);
+    Rows<4, false, false>(s0, s1, y0, y1, a0, a1, u, v, evenWidth);
 }
 
 void RowPair32A(const uint8_t* s0, const uint8_t* s1, uint8_t* y0, uint8_t* y1, uint8_t* a0,
                 uint8_t* a1, uint8_t* u, uint8_t* v, int evenWidth) {
-    if (!Rows<4, true, false>(s0, s1, y0, y1, a0, a1, u, v, evenWidth))
-        Reference().rowPair32A(s0, s1, y0, y1, a0, a1, u, v, evenWidth);
+    Rows<4, true, false>(s0, s1, y0, y1, a0, a1, u, v, evenWidth);
 }
 
 void LastRow32(const uint8_t* s, uint8_t* y, uint8_t* a, uint8_t* u, uint8_t* v, int evenWidth) {
-    if (!Rows<4, false, true>(s, s, y, nullptr, a, nullptr, u, v, evenWidth))
-        Reference().lastRow32(s, y, a, u, v, evenWidth);
+    Rows<4, false, true>(s, s, y, nullptr, a, nullptr, u, v, evenWidth);
 }
 
 void LastRow32A(const uint8_t* s, uint8_t* y, uint8_t* a, uint8_t* u, uint8_t* v, int evenWidth) {
-    if (!Rows<4, true, true>(s, s, y, nullptr, a, nullptr, u, v, evenWidth))
-        Reference().lastRow32A(s, y, a, u, v, evenWidth);
+    Rows<4, true, true>(s, s, y, nullptr, a, nullptr, u, v, evenWidth);
 }
 
-#endif  // HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
+#endif  // QV_RGB_TO_YUV_SIMD
 
 }  // namespace HWY_NAMESPACE
 }  // namespace qv::image
@@ -333,13 +361,11 @@ HWY_AFTER_NAMESPACE();
 namespace qv::image {
 namespace HWY_NAMESPACE {
 namespace {
-#if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128  // the reference rows serve there
+#if QV_RGB_TO_YUV_SIMD
 const RgbToYuvRows* MakeRows() {
     static RgbToYuvRows rows = RgbToYuvFamily().Reference();
-#if !HWY_HAVE_SCALABLE
     rows.rowPair24 = RowPair24;
     rows.lastRow24 = LastRow24;
-#endif
     rows.rowPair32 = RowPair32;
     rows.rowPair32A = RowPair32A;
     rows.lastRow32 = LastRow32;
