@@ -20,10 +20,11 @@
 
 #include "image/RgbToYuvRows.h"
 
-HWY_BEFORE_NAMESPACE();
 #if HWY_TARGET == HWY_AVX3_DL
-// Every CPU that runs this target has the AVX-512 dot-product instructions.
-#pragma GCC target("avx512vnni")
+// Every CPU that runs this target also has the AVX-512 dot products.
+HWY_PUSH_ATTRIBUTES(HWY_TARGET_STR ",avx512vnni");
+#else
+HWY_BEFORE_NAMESPACE();
 #endif
 // Groups and staging copies are sized at compile time: scalable vectors,
 // like the scalar and emulated targets, keep the reference rows.
