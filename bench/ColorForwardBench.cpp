@@ -10,6 +10,7 @@ extern "C" {
 #include <libswscale/swscale.h>
 }
 
+#include <functional>
 #include <memory>
 
 #include "BenchJobs.h"
@@ -47,9 +48,17 @@ struct Sws {
     ~Sws() { sws_freeContext(ctx); }
 };
 
-// libswscale on the same frame; bottom-up rows start at the last one.
-void SwsJob(const std::string& job, const std::shared_ptr<Frame>& f, AVPixelFormat from, bool bottomUp) {
-    auto sws = std::make_shared<Sws>(from);
+// One job: ours, libyuv (a negative height flips) and libswscale (a
+// bottom-up source starts at its last row with a negative stride).
+void Jobs(const std::string& job, const std::shared_ptr<Frame>& f, bool bottomUp,
+          std::function<void(Frame&)> ours) {
+    qvbench::Job(job, "ours", [f, ours] { ours(*f); });
+    qvbench::Job(job, "libyuv", [f, bottomUp] {
+        auto convert = f->bpp == 4 ? libyuv::ARGBToI420 : libyuv::RGB24ToI420;
+        convert(f->rgb.data(), f->pitch, f->y.data(), kW, f->u.data(), kW / 2, f->v.data(), kW / 2, kW,
+                bottomUp ? -kH : kH);
+    });
+    auto sws = std::make_shared<Sws>(f->bpp == 4 ? AV_PIX_FMT_BGRA : AV_PIX_FMT_BGR24);
     qvbench::Job(job, "swscale", [f, sws, bottomUp] {
         const uint8_t* in[1] = {f->rgb.data() + (bottomUp ? size_t(f->pitch) * (kH - 1) : 0)};
         const int inPitch[1] = {bottomUp ? -f->pitch : f->pitch};
@@ -60,49 +69,19 @@ void SwsJob(const std::string& job, const std::shared_ptr<Frame>& f, AVPixelForm
 }
 
 int Register() {
-    const std::string size = " 1920x1080";
     auto f32 = std::make_shared<Frame>(4), f24 = std::make_shared<Frame>(3);
-
-    const std::string rgb32 = "Rgb32_2_yuv420" + size;
-    qvbench::Job(rgb32, "ours", [f = f32] {
-        Rgb32_2_yuv420(f->y.data(), f->u.data(), f->v.data(), kW, kW / 2, kW / 2, &f->header, f->rgb.data());
+    Jobs("Rgb32_2_yuv420 1920x1080", f32, true, [](Frame& f) {
+        Rgb32_2_yuv420(f.y.data(), f.u.data(), f.v.data(), kW, kW / 2, kW / 2, &f.header, f.rgb.data());
     });
-    qvbench::Job(rgb32, "libyuv", [f = f32] {
-        libyuv::ARGBToI420(f->rgb.data(), f->pitch, f->y.data(), kW, f->u.data(), kW / 2, f->v.data(), kW / 2,
-                           kW, -kH);
+    Jobs("Argb_2_yuv420 1920x1080", f32, false, [](Frame& f) {
+        Argb_2_yuv420(f.y.data(), f.u.data(), f.v.data(), kW, kW / 2, kW / 2, &f.header, f.rgb.data());
     });
-    SwsJob(rgb32, f32, AV_PIX_FMT_BGRA, true);
-
-    const std::string argb = "Argb_2_yuv420" + size;
-    qvbench::Job(argb, "ours", [f = f32] {
-        Argb_2_yuv420(f->y.data(), f->u.data(), f->v.data(), kW, kW / 2, kW / 2, &f->header, f->rgb.data());
+    Jobs("Rgb24_2_yuv420 1920x1080", f24, true, [](Frame& f) {
+        Rgb24_2_yuv420(f.y.data(), f.u.data(), f.v.data(), kW, kW / 2, kW / 2, &f.header, f.rgb.data());
     });
-    qvbench::Job(argb, "libyuv", [f = f32] {
-        libyuv::ARGBToI420(f->rgb.data(), f->pitch, f->y.data(), kW, f->u.data(), kW / 2, f->v.data(), kW / 2,
-                           kW, kH);
+    Jobs("Rgb32_2_yuv420_Ex top-down 1920x1080", f32, false, [](Frame& f) {
+        Rgb32_2_yuv420_Ex(f.y.data(), f.u.data(), f.v.data(), kW, kW / 2, kW / 2, f.rgb.data(), kW, kH, f.pitch);
     });
-    SwsJob(argb, f32, AV_PIX_FMT_BGRA, false);
-
-    const std::string rgb24 = "Rgb24_2_yuv420" + size;
-    qvbench::Job(rgb24, "ours", [f = f24] {
-        Rgb24_2_yuv420(f->y.data(), f->u.data(), f->v.data(), kW, kW / 2, kW / 2, &f->header, f->rgb.data());
-    });
-    qvbench::Job(rgb24, "libyuv", [f = f24] {
-        libyuv::RGB24ToI420(f->rgb.data(), f->pitch, f->y.data(), kW, f->u.data(), kW / 2, f->v.data(), kW / 2,
-                            kW, -kH);
-    });
-    SwsJob(rgb24, f24, AV_PIX_FMT_BGR24, true);
-
-    const std::string ex = "Rgb32_2_yuv420_Ex top-down" + size;
-    qvbench::Job(ex, "ours", [f = f32] {
-        Rgb32_2_yuv420_Ex(f->y.data(), f->u.data(), f->v.data(), kW, kW / 2, kW / 2, f->rgb.data(), kW, kH,
-                          f->pitch);
-    });
-    qvbench::Job(ex, "libyuv", [f = f32] {
-        libyuv::ARGBToI420(f->rgb.data(), f->pitch, f->y.data(), kW, f->u.data(), kW / 2, f->v.data(), kW / 2,
-                           kW, kH);
-    });
-    SwsJob(ex, f32, AV_PIX_FMT_BGRA, false);
     return 0;
 }
 
