@@ -55,8 +55,8 @@ void Jobs(const std::string& job, const std::shared_ptr<Frame>& f, bool bottomUp
     qvbench::Job(job, "ours", [f, ours] { ours(*f); });
     qvbench::Job(job, "libyuv", [f, bottomUp] {
         auto convert = f->bpp == 4 ? libyuv::ARGBToI420 : libyuv::RGB24ToI420;
-        convert(f->rgb.data(), f->pitch, f->y.data(), kW, f->u.data(), kW / 2, f->v.data(), kW / 2, kW,
-                bottomUp ? -kH : kH);
+        convert(f->rgb.data(), f->pitch, f->y.data(), kW, f->u.data(), kW / 2, f->v.data(), kW / 2,
+                kW, bottomUp ? -kH : kH);
     });
     auto sws = std::make_shared<Sws>(f->bpp == 4 ? AV_PIX_FMT_BGRA : AV_PIX_FMT_BGR24);
     qvbench::Job(job, "swscale", [f, sws, bottomUp] {
@@ -71,16 +71,20 @@ void Jobs(const std::string& job, const std::shared_ptr<Frame>& f, bool bottomUp
 int Register() {
     auto f32 = std::make_shared<Frame>(4), f24 = std::make_shared<Frame>(3);
     Jobs("Rgb32_2_yuv420 1920x1080", f32, true, [](Frame& f) {
-        Rgb32_2_yuv420(f.y.data(), f.u.data(), f.v.data(), kW, kW / 2, kW / 2, &f.header, f.rgb.data());
+        Rgb32_2_yuv420(f.y.data(), f.u.data(), f.v.data(), kW, kW / 2, kW / 2, &f.header,
+                       f.rgb.data());
     });
     Jobs("Argb_2_yuv420 1920x1080", f32, false, [](Frame& f) {
-        Argb_2_yuv420(f.y.data(), f.u.data(), f.v.data(), kW, kW / 2, kW / 2, &f.header, f.rgb.data());
+        Argb_2_yuv420(f.y.data(), f.u.data(), f.v.data(), kW, kW / 2, kW / 2, &f.header,
+                      f.rgb.data());
     });
     Jobs("Rgb24_2_yuv420 1920x1080", f24, true, [](Frame& f) {
-        Rgb24_2_yuv420(f.y.data(), f.u.data(), f.v.data(), kW, kW / 2, kW / 2, &f.header, f.rgb.data());
+        Rgb24_2_yuv420(f.y.data(), f.u.data(), f.v.data(), kW, kW / 2, kW / 2, &f.header,
+                       f.rgb.data());
     });
     Jobs("Rgb32_2_yuv420_Ex top-down 1920x1080", f32, false, [](Frame& f) {
-        Rgb32_2_yuv420_Ex(f.y.data(), f.u.data(), f.v.data(), kW, kW / 2, kW / 2, f.rgb.data(), kW, kH, f.pitch);
+        Rgb32_2_yuv420_Ex(f.y.data(), f.u.data(), f.v.data(), kW, kW / 2, kW / 2, f.rgb.data(), kW,
+                          kH, f.pitch);
     });
     return 0;
 }

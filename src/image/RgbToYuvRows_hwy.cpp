@@ -3,9 +3,9 @@
 //
 // Why the arithmetic is exact: the product tables hold exactly K * i, so
 // 16x16->32 pair multiply-adds over 16-bit channel differences and
-// (green, green) lanes give the reference sums. The coefficients are scaled by 4, which leaves
-// floor(sum / 2^14) (luma, or a chroma term floored per pixel before any
-// chroma sum) in the high 16 bits of each 32-bit lane. The four terms of a
+// (green, green) lanes give the reference sums. The coefficients are scaled
+// by 4, which leaves floor(sum / 2^14) (luma, or a chroma term floored per
+// pixel before any chroma sum) in the high 16 bits of each 32-bit lane. The four terms of a
 // block are then added in 16-bit lanes, and a second pair multiply-add by
 // 2^14 on top of 512 * 2^14 leaves (sum + 512) >> 2 in the high half again.
 // A last row is a row pair whose second row is the first: 2 (ua + ub) gives
@@ -76,8 +76,8 @@ HWY_INLINE V32 PairMul(V16 a, V16 b) {
 
 // An int16 pair (lo, hi) in every 32-bit lane.
 HWY_INLINE V16 Pair(int lo, int hi) {
-    const uint32_t bits = static_cast<uint16_t>(lo) |
-                          (static_cast<uint32_t>(static_cast<uint16_t>(hi)) << 16);
+    const uint32_t bits =
+        static_cast<uint16_t>(lo) | (static_cast<uint32_t>(static_cast<uint16_t>(hi)) << 16);
     return hn::BitCast(D16(), hn::Set(D32(), static_cast<int32_t>(bits)));
 }
 
@@ -87,7 +87,8 @@ HWY_INLINE V16 Pair(int lo, int hi) {
 // U = 7193q - 2425r, V = 7193r - 1163q + G, and Y = 1606q + 4211r + 14075G.
 HWY_INLINE void Sums(V16 br, V16 gg, V32& y, V32& u, V32& v) {
     const V16 qr = hn::Sub(br, gg);
-    const V32 green4 = hn::BitCast(D32(), hn::ShiftRight<14>(hn::BitCast(hn::RebindToUnsigned<D32>(), gg)));
+    const V32 green4 =
+        hn::BitCast(D32(), hn::ShiftRight<14>(hn::BitCast(hn::RebindToUnsigned<D32>(), gg)));
     y = PairDot(PairMul(qr, Pair(4 * 1606, 4 * 4211)), gg, Pair(2 * 14075, 2 * 14075));
     u = PairMul(qr, Pair(4 * 7193, -4 * 2425));
     v = PairDot(green4, qr, Pair(-4 * 1163, 4 * 7193));
@@ -101,7 +102,8 @@ template <int k>
 HWY_INLINE void Channels32(const uint8_t* p, V16& br, V16& gg) {
     const D8 d8;
     const hn::RebindToUnsigned<D16> du16;
-    alignas(16) static constexpr uint8_t kGreen[16] = {1, Z, 1, Z, 5, Z, 5, Z, 9, Z, 9, Z, 13, Z, 13, Z};
+    alignas(16) static constexpr uint8_t kGreen[16] = {1, Z, 1, Z, 5,  Z, 5,  Z,
+                                                       9, Z, 9, Z, 13, Z, 13, Z};
     const V8 raw = hn::LoadU(d8, p + k * hn::Lanes(d8));
     br = hn::BitCast(D16(), hn::And(hn::BitCast(du16, raw), hn::Set(du16, 0x00FF)));
     gg = hn::BitCast(D16(), hn::TableLookupBytesOr0(raw, hn::LoadDup128(d8, kGreen)));
@@ -113,8 +115,8 @@ HWY_INLINE void Channels32(const uint8_t* p, V16& br, V16& gg) {
 template <int k>
 HWY_INLINE void Channels24(const uint8_t* p, V16& br, V16& gg) {
     const D8 d8;
-    constexpr size_t kBytes = HWY_MAX_BYTES;           // one vector
-    constexpr size_t kGroup = 3 * kBytes;              // 4 vectors of 3/4 vector each
+    constexpr size_t kBytes = HWY_MAX_BYTES;  // one vector
+    constexpr size_t kGroup = 3 * kBytes;     // 4 vectors' pixels, 3/4 vector each
     constexpr size_t kAt = k < 3 ? k * kGroup / 4 : kGroup - kBytes;
     constexpr int kSkip = static_cast<int>(k * kGroup / 4 - kAt);  // bytes before the pixels
     const V8 raw = hn::LoadU(d8, p + kAt);
@@ -148,11 +150,14 @@ HWY_INLINE void Channels24(const uint8_t* p, V16& br, V16& gg) {
     };
     static_assert(kSkip % 4 == 0 && hn::MaxLanes(du32) <= 16, "word spread");
     alignas(64) static constexpr Idx kSpread = make();
-    alignas(16) static constexpr uint8_t kBlue[16] = {0, Z, 2, Z, 3, Z, 5, Z, 6, Z, 8, Z, 9, Z, 11, Z};
-    alignas(16) static constexpr uint8_t kGreen[16] = {1, Z, 1, Z, 4, Z, 4, Z, 7, Z, 7, Z, 10, Z, 10, Z};
+    alignas(16) static constexpr uint8_t kBlue[16] = {0, Z, 2, Z, 3, Z, 5,  Z,
+                                                      6, Z, 8, Z, 9, Z, 11, Z};
+    alignas(16) static constexpr uint8_t kGreen[16] = {1, Z, 1, Z, 4,  Z, 4,  Z,
+                                                       7, Z, 7, Z, 10, Z, 10, Z};
     const V8 spread = hn::BitCast(
-        d8, hn::TableLookupLanes(hn::BitCast(du32, raw),
-                                 hn::SetTableIndices(du32, reinterpret_cast<const uint32_t*>(kSpread.w))));
+        d8, hn::TableLookupLanes(
+                hn::BitCast(du32, raw),
+                hn::SetTableIndices(du32, reinterpret_cast<const uint32_t*>(kSpread.w))));
     br = hn::BitCast(D16(), hn::TableLookupBytesOr0(spread, hn::LoadDup128(d8, kBlue)));
     gg = hn::BitCast(D16(), hn::TableLookupBytesOr0(spread, hn::LoadDup128(d8, kGreen)));
 #endif
@@ -197,11 +202,15 @@ HWY_INLINE void StoreChroma(V32 u0, V32 u1, V32 v0, V32 v1, uint8_t* u, uint8_t*
     const hn::Half<D8> dh;
 #if HWY_TARGET == HWY_AVX2
     // Blocks come as 0 1 4 5 8 9 12 13 | 2 3 6 7 10 11 14 15 (HighHalves' order).
-    const __m256i uw = _mm256_packs_epi32(_mm256_srli_epi32(u0.raw, 16), _mm256_srli_epi32(u1.raw, 16));
-    const __m256i vw = _mm256_packs_epi32(_mm256_srli_epi32(v0.raw, 16), _mm256_srli_epi32(v1.raw, 16));
+    const __m256i uw =
+        _mm256_packs_epi32(_mm256_srli_epi32(u0.raw, 16), _mm256_srli_epi32(u1.raw, 16));
+    const __m256i vw =
+        _mm256_packs_epi32(_mm256_srli_epi32(v0.raw, 16), _mm256_srli_epi32(v1.raw, 16));
     const __m256i halves = _mm256_permute4x64_epi64(_mm256_packus_epi16(uw, vw), 0xD8);
+    // clang-format off
     const __m256i order = _mm256_setr_epi8(0, 1, 8, 9, 2, 3, 10, 11, 4, 5, 12, 13, 6, 7, 14, 15,
                                            0, 1, 8, 9, 2, 3, 10, 11, 4, 5, 12, 13, 6, 7, 14, 15);
+    // clang-format on
     const V8 bytes{_mm256_shuffle_epi8(halves, order)};
 #elif HWY_TARGET == HWY_SSE4
     const __m128i uw = _mm_packs_epi32(_mm_srli_epi32(u0.raw, 16), _mm_srli_epi32(u1.raw, 16));
@@ -246,7 +255,8 @@ HWY_INLINE void StoreAlpha(const uint8_t* s, uint8_t* a) {
     const D8 d8;
     const hn::RebindToUnsigned<D32> du32;
     auto top = [&](size_t k) {
-        return hn::BitCast(D32(), hn::ShiftRight<8>(hn::BitCast(du32, hn::LoadU(d8, s + k * hn::Lanes(d8)))));
+        return hn::BitCast(
+            D32(), hn::ShiftRight<8>(hn::BitCast(du32, hn::LoadU(d8, s + k * hn::Lanes(d8)))));
     };
     hn::StoreU(Bytes(HighHalves(top(0), top(1)), HighHalves(top(2), top(3))), d8, a);
 }

@@ -51,23 +51,29 @@ TEST(Checkasm, RgbToYuvRowsMatchTheReferenceRows) {
                 Guarded y0b(w, seed + 2), y1b(w, seed + 3), a0b(w, seed + 4), a1b(w, seed + 5);
                 Guarded ub(w / 2, seed + 6), vb(w / 2, seed + 7);
                 auto same = [&] {
-                    return y0a.Bytes() == y0b.Bytes() && y1a.Bytes() == y1b.Bytes() && a0a.Bytes() == a0b.Bytes() &&
-                           a1a.Bytes() == a1b.Bytes() && ua.Bytes() == ub.Bytes() && va.Bytes() == vb.Bytes();
+                    return y0a.Bytes() == y0b.Bytes() && y1a.Bytes() == y1b.Bytes() &&
+                           a0a.Bytes() == a0b.Bytes() && a1a.Bytes() == a1b.Bytes() &&
+                           ua.Bytes() == ub.Bytes() && va.Bytes() == vb.Bytes();
                 };
-                const qv::image::RgbRowPairFn pairs[] = {ref.rowPair24, ref.rowPair32, ref.rowPair32A,
-                                                         simd.rowPair24, simd.rowPair32, simd.rowPair32A};
+                const qv::image::RgbRowPairFn pairs[] = {ref.rowPair24,  ref.rowPair32,
+                                                         ref.rowPair32A, simd.rowPair24,
+                                                         simd.rowPair32, simd.rowPair32A};
                 const int k = bpp - 3;
                 uint8_t* noAlpha = nullptr;
                 pairs[k](s0.data(), s1.data(), y0a.data(), y1a.data(), alpha ? a0a.data() : noAlpha,
                          alpha ? a1a.data() : noAlpha, ua.data(), va.data(), w);
-                pairs[3 + k](s0.data(), s1.data(), y0b.data(), y1b.data(), alpha ? a0b.data() : noAlpha,
-                             alpha ? a1b.data() : noAlpha, ub.data(), vb.data(), w);
+                pairs[3 + k](s0.data(), s1.data(), y0b.data(), y1b.data(),
+                             alpha ? a0b.data() : noAlpha, alpha ? a1b.data() : noAlpha, ub.data(),
+                             vb.data(), w);
                 ASSERT_TRUE(same()) << name << " rowPair bpp " << bpp << " width " << w;
-                const qv::image::RgbLastRowFn lasts[] = {ref.lastRow24, ref.lastRow32, ref.lastRow32A,
-                                                         simd.lastRow24, simd.lastRow32, simd.lastRow32A};
+                const qv::image::RgbLastRowFn lasts[] = {ref.lastRow24,  ref.lastRow32,
+                                                         ref.lastRow32A, simd.lastRow24,
+                                                         simd.lastRow32, simd.lastRow32A};
                 for (Guarded* s : {&s0, &s1}) {
-                    lasts[k](s->data(), y0a.data(), alpha ? a0a.data() : noAlpha, ua.data(), va.data(), w);
-                    lasts[3 + k](s->data(), y0b.data(), alpha ? a0b.data() : noAlpha, ub.data(), vb.data(), w);
+                    lasts[k](s->data(), y0a.data(), alpha ? a0a.data() : noAlpha, ua.data(),
+                             va.data(), w);
+                    lasts[3 + k](s->data(), y0b.data(), alpha ? a0b.data() : noAlpha, ub.data(),
+                                 vb.data(), w);
                     ASSERT_TRUE(same()) << name << " lastRow bpp " << bpp << " width " << w;
                 }
             }
@@ -87,9 +93,13 @@ struct Output {
     int pitchY, pitchU, pitchV;
     Guarded y, u, v, a;
     Output(int w, int h, int padY, int padU, int padV, bool alpha, uint64_t seed)
-        : pitchY(w + 1 + padY), pitchU((w + 1) / 2 + padU), pitchV((w + 1) / 2 + padV),
-          y(PlaneBytes(pitchY, h, LastLuma(w, h)), seed), u(PlaneBytes(pitchU, (h + 1) / 2, LastChroma(w, h)), seed + 1),
-          v(PlaneBytes(pitchV, (h + 1) / 2, LastChroma(w, h)), seed + 2), a(alpha ? y.size() : 1, seed + 3) {}
+        : pitchY(w + 1 + padY),
+          pitchU((w + 1) / 2 + padU),
+          pitchV((w + 1) / 2 + padV),
+          y(PlaneBytes(pitchY, h, LastLuma(w, h)), seed),
+          u(PlaneBytes(pitchU, (h + 1) / 2, LastChroma(w, h)), seed + 1),
+          v(PlaneBytes(pitchV, (h + 1) / 2, LastChroma(w, h)), seed + 2),
+          a(alpha ? y.size() : 1, seed + 3) {}
     static int LastLuma(int w, int h) { return h % 2 ? (w & ~1) : w + w % 2; }
     static int LastChroma(int w, int h) { return h % 2 ? w / 2 : (w + 1) / 2; }
     bool operator==(const Output& o) const {
@@ -107,18 +117,23 @@ TEST(Checkasm, RgbToYuvConvertersMatchTheReferenceWhole) {
         for (int round = 0; round < 150; ++round)
             for (int kind = kRgb32; kind <= kEx; ++kind) {
                 const bool large = round >= 135;
-                const int w = large ? rng.Range(71, 1300) : rng.Range(1, 70), h = rng.Range(1, large ? 4 : 9);
+                const int w = large ? rng.Range(71, 1300) : rng.Range(1, 70),
+                          h = rng.Range(1, large ? 4 : 9);
                 const int padY = rng.Range(0, 9), padU = rng.Range(0, 3), padV = rng.Range(0, 3);
                 // Header forms have their own pitch; the explicit form any pitch from W * 4.
-                const int pitch = kind == kRgb24 ? ((w * 3 + 3) & ~3) : w * 4 + (kind == kEx ? rng.Range(0, 9) : 0);
+                const int pitch = kind == kRgb24 ? ((w * 3 + 3) & ~3)
+                                                 : w * 4 + (kind == kEx ? rng.Range(0, 9) : 0);
                 const bool bottomUp = kind == kEx ? rng.Range(0, 1) == 1 : kind != kArgb;
                 const uint64_t seed = rng.Next();
                 // The last row in memory ends at the guard (or the first starts after it).
-                const size_t srcBytes = size_t(pitch) * (h - 1) + (kind == kEx ? size_t(w) * 4 : size_t(pitch));
-                Guarded src(srcBytes, seed, rng.Range(0, 1) ? Guarded::kGuardAfter : Guarded::kGuardBefore);
+                const size_t srcBytes =
+                    size_t(pitch) * (h - 1) + (kind == kEx ? size_t(w) * 4 : size_t(pitch));
+                Guarded src(srcBytes, seed,
+                            rng.Range(0, 1) ? Guarded::kGuardAfter : Guarded::kGuardBefore);
                 Fill(src, rng, rng.Range(0, 4) == 0);
                 BITMAPINFOHEADER header{};
-                header.biSize = sizeof header, header.biWidth = w, header.biHeight = h, header.biPlanes = 1;
+                header.biSize = sizeof header, header.biWidth = w, header.biHeight = h,
+                header.biPlanes = 1;
                 header.biBitCount = kind == kRgb24 ? 24 : 32;
                 Output want(w, h, padY, padU, padV, kind == kRgb32A, seed + 10);
                 Output got(w, h, padY, padU, padV, kind == kRgb32A, seed + 10);
@@ -126,21 +141,31 @@ TEST(Checkasm, RgbToYuvConvertersMatchTheReferenceWhole) {
                     qv::cpu::ScopedTarget on(out == &want ? qv::cpu::kReference : target);
                     uint8_t *y = out->y.data(), *u = out->u.data(), *v = out->v.data();
                     switch (kind) {
-                    case kRgb32: Rgb32_2_yuv420(y, u, v, out->pitchY, out->pitchU, out->pitchV, &header, src.data()); break;
-                    case kRgb24: Rgb24_2_yuv420(y, u, v, out->pitchY, out->pitchU, out->pitchV, &header, src.data()); break;
-                    case kArgb: Argb_2_yuv420(y, u, v, out->pitchY, out->pitchU, out->pitchV, &header, src.data()); break;
-                    case kRgb32A:
-                        Rgb32_2_yuv420A(y, u, v, out->a.data(), out->pitchY, out->pitchU, out->pitchV, &header,
-                                        src.data());
-                        break;
-                    case kEx:
-                        Rgb32_2_yuv420_Ex(y, u, v, out->pitchY, out->pitchU, out->pitchV, src.data(), w,
-                                          bottomUp ? -h : h, pitch);
-                        break;
+                        case kRgb32:
+                            Rgb32_2_yuv420(y, u, v, out->pitchY, out->pitchU, out->pitchV, &header,
+                                           src.data());
+                            break;
+                        case kRgb24:
+                            Rgb24_2_yuv420(y, u, v, out->pitchY, out->pitchU, out->pitchV, &header,
+                                           src.data());
+                            break;
+                        case kArgb:
+                            Argb_2_yuv420(y, u, v, out->pitchY, out->pitchU, out->pitchV, &header,
+                                          src.data());
+                            break;
+                        case kRgb32A:
+                            Rgb32_2_yuv420A(y, u, v, out->a.data(), out->pitchY, out->pitchU,
+                                            out->pitchV, &header, src.data());
+                            break;
+                        case kEx:
+                            Rgb32_2_yuv420_Ex(y, u, v, out->pitchY, out->pitchU, out->pitchV,
+                                              src.data(), w, bottomUp ? -h : h, pitch);
+                            break;
                     }
                 }
-                ASSERT_TRUE(want == got) << qv::cpu::TargetName(target) << " " << kNames[kind] << " " << w << "x" << h
-                                         << " pitch " << pitch << (bottomUp ? " bottom-up" : " top-down");
+                ASSERT_TRUE(want == got)
+                    << qv::cpu::TargetName(target) << " " << kNames[kind] << " " << w << "x" << h
+                    << " pitch " << pitch << (bottomUp ? " bottom-up" : " top-down");
             }
 }
 
