@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds and runs the whole test suite twice (normal, then AddressSanitizer +
-# UndefinedBehaviorSanitizer), and checks the 32-bit record layout.
+# UndefinedBehaviorSanitizer), checks the 32-bit record layout, and runs the
+# fuzz targets briefly.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/deps.sh
@@ -29,4 +30,10 @@ echo "== test build/normal with QUEVARRA_CPU=scalar"
 QUEVARRA_CPU=scalar ctest --test-dir build/normal -j "$JOBS" --output-on-failure --no-tests=error
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \
   run_suite build/sanitize -DCMAKE_BUILD_TYPE=Debug -DQV_SANITIZE=ON
+
+# Fuzzing: every libFuzzer target of fuzz/ for a fixed, short number of runs
+# from its seed corpus (clang build in build/fuzz; about three minutes).
+echo "== fuzz targets (scripts/fuzz.sh --ci)"
+bash scripts/fuzz.sh --ci
+
 echo "== all suites passed"
