@@ -39,6 +39,16 @@
  * count packets), 2 = moving the index to the front of an MP4/MOV
  * file for fast start (done/total count 1/1000 steps of the work), 3 = file
  * finished (done == total == 1, called once). Any return value is ignored.
+ *
+ * The library's log (optional export). A plugin may export
+ *     extern "C" void PLXSetLog(int (*pfnLog)(const wchar_t* szMessage));
+ * The scan calls it once right after loading the plugin, before
+ * PLXGetEncoders and PLXGetFileMuxers, with an entry that logs exactly like
+ * the library's own Log: to the host's log callback when one is set, else to
+ * Log.dylib. It may be called from any thread for as long as the plugin stays
+ * loaded. Our plugins report through it, and through the Log.dylib one
+ * directory above their own file when they were loaded without it. Plugins
+ * without the export keep working; Log.dylib itself does not export it.
  */
 #ifndef QUEVARRA_PLUGINS_PLXCONTRACT_H
 #define QUEVARRA_PLUGINS_PLXCONTRACT_H
@@ -52,6 +62,10 @@ struct AVCodecParameters;
 
 /* 'PLX1': marks our packet lists in words and in PLX_PACKETS.tag. */
 #define PLX_CONTRACT_TAG QV_FOURCC('P', 'L', 'X', '1')
+
+/* The entry PLXSetLog receives, and PLXSetLog itself. */
+typedef int (*PFN_PLX_LOG)(const wchar_t* szMessage);
+typedef void (*PFN_PLX_SET_LOG)(PFN_PLX_LOG pfnLog);
 
 enum PLX_STAGE { PLX_STAGE_PACKETS = 1, PLX_STAGE_FASTSTART = 2, PLX_STAGE_DONE = 3 };
 

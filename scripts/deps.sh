@@ -8,7 +8,8 @@ PACKAGES=(cmake ninja-build g++ g++-multilib pkg-config
           libavcodec-dev libavformat-dev libavutil-dev libswscale-dev libswresample-dev ffmpeg
           libhwy-dev libyuv-dev
           clang libclang-rt-14-dev
-          python3 python3-dev python3-pybind11 python3-numpy python3-pytest)
+          python3 python3-dev python3-pybind11 python3-numpy python3-pytest
+          time linux-perf)
 
 missing=()
 for p in "${PACKAGES[@]}"; do

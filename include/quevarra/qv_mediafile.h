@@ -3,6 +3,7 @@
 #define QUEVARRA_QV_MEDIAFILE_H
 
 #include <quevarra/qv_audio.h>
+#include <quevarra/qv_embed.h>
 #include <quevarra/qv_export.h>
 #include <quevarra/qv_image.h>
 #include <quevarra/qv_plugin.h>
@@ -53,6 +54,9 @@ public:
     uint8_t m_LastSample[64];            /* last sample frame handed to the pipeline */
     int32_t m_nBlockAlign;               /* bytes per output sample frame; 4 until set up */
     int32_t m_bFrameRefusalLogged;       /* a refused video frame has been logged for this file */
+    pthread_mutex_t m_VideoStatsMutex;   /* guards the video fields of m_Stats */
+    pthread_mutex_t m_AudioStatsMutex;   /* guards the audio fields of m_Stats */
+    QV_MEDIAFILE_STATS m_Stats;          /* what QVGetMediaFileStats reports; zero after Close */
 };
 
 extern "C" {
@@ -64,7 +68,8 @@ QV_API void* QVCreateMediaFile(const wchar_t* fileName, const EncodeParam* param
                                const xVideoInfo* videoInfo, const xAudioInfo* audioInfo);
 /* Finishes the file; the callback, if any, is called by the muxer while it finishes. */
 QV_API void QVCloseMediaFile(void* handle, QVPROGRESS_CALLBACK callback, void* user);
-/* Writes one planar 4:2:0 frame; the muxer's result (summed over repeats), 0 if dropped. */
+/* Writes one planar 4:2:0 frame; the muxer's result (summed over repeats), 0 if
+ * dropped. QVGetMediaFileStats (qv_embed.h) tells drops and repeats from failures. */
 QV_API unsigned QVWriteVideoFrame(void* handle, const MEDIA_FRAME* frame);
 /* Writes one block of 16-bit PCM; the muxer's results summed, 0 if dropped. */
 QV_API unsigned QVWriteAudioData(void* handle, const MEDIA_FRAME* block);

@@ -24,9 +24,12 @@ enum ConversionResult {
 QV_API void* dyLogInit();
 /* Address of a symbol of the logging library, or null (with a complaint on stdout). */
 QV_API void* LogGetAddress(const char* name);
-/* Forwards one message to the logging library's Log entry; 0 when there is none. */
+/* Forwards one message to the logging library's Log entry; 0 when there is none.
+ * While a host callback is set (QVSetLogCallback) the message goes to it
+ * instead, and the result is 1 (0 for a null message, which is not passed on). */
 QV_API int Log(const wchar_t* message);
-/* Formats a wide message ("%ls" wide text, "%s" UTF-8 text) and forwards it. */
+/* Formats a wide message ("%ls" wide text, "%s" UTF-8 text) and forwards it
+ * like Log. An empty result is not delivered. */
 QV_API void LogEx(const wchar_t* format, ...);
 
 /* UTF-8 application path: the bundle's Contents/MacOS directory, without a

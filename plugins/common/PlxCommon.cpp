@@ -7,7 +7,10 @@
 #include <string.h>
 #include <wchar.h>
 
+#include <atomic>
 #include <mutex>
+
+#include "PlxContract.h"
 
 namespace plx {
 
@@ -49,12 +52,16 @@ namespace {
 
 typedef int (*PFN_LOG)(const wchar_t*);
 
-PFN_LOG LogEntry() {
+// The library's log, given through PLXSetLog; null until then.
+std::atomic<PFN_PLX_LOG> g_libraryLog{nullptr};
+
+// Log.dylib beside the bundle's programs, for a plugin loaded without PLXSetLog.
+PFN_LOG BundleLogEntry() {
     static PFN_LOG entry = nullptr;
     static std::once_flag once;
     std::call_once(once, [] {
         Dl_info info;
-        if (!dladdr(reinterpret_cast<void*>(&LogEntry), &info) || !info.dli_fname) return;
+        if (!dladdr(reinterpret_cast<void*>(&BundleLogEntry), &info) || !info.dli_fname) return;
         std::string path = info.dli_fname;  // .../Contents/MacOS/Encoder/plxNAME.dylib
         for (int i = 0; i < 2; ++i) {
             size_t slash = path.rfind('/');
@@ -73,7 +80,8 @@ PFN_LOG LogEntry() {
 }  // namespace
 
 void Report(const char* format, ...) {
-    PFN_LOG entry = LogEntry();
+    PFN_LOG entry = g_libraryLog.load(std::memory_order_acquire);
+    if (!entry) entry = BundleLogEntry();
     if (!entry) return;
     char buffer[2048];
     va_list args;
@@ -120,3 +128,7 @@ std::string FourCCText(uint32_t fourcc) {
 }
 
 }  // namespace plx
+
+PLX_EXPORT void PLXSetLog(PFN_PLX_LOG pfnLog) {
+    plx::g_libraryLog.store(pfnLog, std::memory_order_release);
+}

@@ -1,5 +1,5 @@
 // Helpers shared by our plugins: text conversion, frame-rate ratios, record
-// filling and failure reports through the host's logging library.
+// filling and failure reports through the library's log.
 #ifndef QUEVARRA_PLUGINS_PLXCOMMON_H
 #define QUEVARRA_PLUGINS_PLXCOMMON_H
 
@@ -20,9 +20,9 @@ namespace plx {
 // that are not finite and positive.
 bool FrameRateRatio(double fps, int* num, int* den);
 
-// Reports a failure (printf format, UTF-8 arguments) to Log.dylib in the
-// directory above this plugin's own file, with "\r\n" appended. Nothing
-// happens when that library is absent.
+// Reports a failure (printf format, UTF-8 arguments), with "\r\n" appended,
+// to the library's log given through PLXSetLog, or else to Log.dylib in the
+// directory above this plugin's own file. Nothing happens without either.
 void Report(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
 void FillEncoder(ENCODER_ITEM* item, uint32_t fourcc, int type, const wchar_t* text1,

@@ -43,6 +43,7 @@ HWY_AFTER_NAMESPACE();
 
 // Registration runs without the target's instruction set: it only copies
 // function pointers, and only a CPU that runs the target ever calls them.
+#if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128  // the reference rows serve there
 namespace qv::image {
 namespace HWY_NAMESPACE {
 namespace {
@@ -51,9 +52,8 @@ const PlaneRows* MakeRows() {
     rows.nearRow = NearRow;
     return &rows;
 }
-#if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128  // the reference rows serve there
 const bool kRegistered = PlaneRowFamily().Register(HWY_TARGET, MakeRows());
-#endif
 }  // namespace
 }  // namespace HWY_NAMESPACE
 }  // namespace qv::image
+#endif

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <new>
 
+#include "mediafile/MediaFileStats.h"
 #include "mediafile/MediaFileUtil.h"
 
 namespace {
@@ -19,30 +20,38 @@ constexpr int kAudioBufferSamples = 262144;
 // the few extra samples that the converter's shared remainder may add.
 constexpr double kPieceOutputSamples = kAudioBufferSamples / 2;
 
-int64_t SaturatingAdd(int64_t a, int64_t b) {
-    int64_t sum;
-    if (__builtin_add_overflow(a, b, &sum)) return b > 0 ? INT64_MAX : INT64_MIN;
-    return sum;
+// Whole sample frames of the encoder's format in a byte count.
+int64_t OutputFrames(const MediaFile& mf, int64_t bytes) {
+    return bytes > 0 && mf.m_nBlockAlign > 0 ? bytes / mf.m_nBlockAlign : 0;
 }
 
-// Output bytes per second, or 0 when the format cannot place blocks in time.
-double OutputByteRate(const EncodeAudioParam& a) {
-    int64_t rate = static_cast<int64_t>(a.nSampleRate) * a.nChannels * a.nBitsPerSample / 8;
-    return rate > 0 ? static_cast<double>(rate) : 0.0;
+// Hands B on and records it with the step that brought it.
+unsigned HandOn(MediaFile& mf, const MEDIA_FRAME* B, const qvmedia::AudioStep& step) {
+    const unsigned result = mf._WriteAudioData(B);
+    qvmedia::CountAudio(mf, step, B);
+    return result;
 }
 
-// Frame-count placement of one block in the output format.
-unsigned PlaceBlock(MediaFile& mf, const MEDIA_FRAME* B) {
+// Records `in` host frames whose `out` frames in the encoder's format are lost whole.
+unsigned Drop(MediaFile& mf, int64_t in, int64_t out) {
+    qvmedia::CountAudio(mf, {in, 0, out}, nullptr);
+    return 0;
+}
+
+// Frame-count placement of one block in the output format, which brings `in`
+// frames of the host's.
+unsigned PlaceBlock(MediaFile& mf, const MEDIA_FRAME* B, int64_t in) {
     const EncodeAudioParam& a = mf.m_EncParam.audio;
-    const double byteRate = OutputByteRate(a);
+    const double byteRate = qvmedia::OutputByteRate(a);
     const int align = mf.m_nBlockAlign;
+    const qvmedia::AudioStep whole = {in, 0, 0};
     if (mf.m_PluginMgr.m_bTimestampMode || byteRate <= 0.0 || align < 1 || align > 64)
-        return mf._WriteAudioData(B);
+        return HandOn(mf, B, whole);
 
     const double t = static_cast<double>(B->llStreamTime) / kTicksPerSecond;
     const double w = static_cast<double>(mf.m_llAudioBytes) / byteRate;
     const int64_t frames = qvmedia::TruncToInt64((t - w) * a.nSampleRate + 0.5);
-    if (frames == 0) return mf._WriteAudioData(B);
+    if (frames == 0) return HandOn(mf, B, whole);
 
     // Gaps and overlaps are byte counts of one 32-bit block size; anything
     // larger (hours of audio, or a wild time stamp) is refused, never wrapped.
@@ -53,7 +62,7 @@ unsigned PlaceBlock(MediaFile& mf, const MEDIA_FRAME* B) {
         LogEx(L"QVWriteAudioData: block at %lld refused, %lld samples away from the audio "
               L"written.",
               static_cast<long long>(B->llStreamTime), static_cast<long long>(frames));
-        return 0;
+        return Drop(mf, in, OutputFrames(mf, B->nDataSize));
     }
     bytes /= 8;
 
@@ -62,7 +71,7 @@ unsigned PlaceBlock(MediaFile& mf, const MEDIA_FRAME* B) {
             mf.m_pFillBuffer = new (std::nothrow) uint8_t[kFillBytes];
             if (!mf.m_pFillBuffer) {
                 Log(L"QVWriteAudioData: no memory for the filler; hole left unfilled.");
-                return mf._WriteAudioData(B);
+                return HandOn(mf, B, whole);
             }
         }
         // Hold the last sample frame written (silence before anything was).
@@ -82,24 +91,24 @@ unsigned PlaceBlock(MediaFile& mf, const MEDIA_FRAME* B) {
             filler.llTimeStamp = time;
             filler.llStreamTime = time;
             filler.nDuration = qvmedia::TruncToInt32(chunk / byteRate * kTicksPerSecond + 0.5);
-            time = SaturatingAdd(time, filler.nDuration);
-            sum += mf._WriteAudioData(&filler);
+            time = qvmedia::SaturatingAdd(time, filler.nDuration);
+            sum += HandOn(mf, &filler, {0, OutputFrames(mf, chunk), 0});
             remaining -= chunk;
         }
-        return sum + mf._WriteAudioData(B);
+        return sum + HandOn(mf, B, whole);
     }
 
     const int64_t overlap = -bytes;
-    if (overlap >= B->nDataSize) return 0;
+    if (overlap >= B->nDataSize) return Drop(mf, in, OutputFrames(mf, B->nDataSize));
     MEDIA_FRAME cut;
     memcpy(&cut, B, sizeof cut);
     cut.pData = reinterpret_cast<int16_t*>(reinterpret_cast<uint8_t*>(B->pData) + overlap);
     cut.nDataSize = B->nDataSize - static_cast<int32_t>(overlap);
     const int64_t skipped =
         qvmedia::TruncToInt64(static_cast<double>(overlap) / byteRate * kTicksPerSecond);
-    cut.llTimeStamp = SaturatingAdd(cut.llTimeStamp, skipped);
-    cut.llStreamTime = SaturatingAdd(cut.llStreamTime, skipped);
-    return mf._WriteAudioData(&cut);
+    cut.llTimeStamp = qvmedia::SaturatingAdd(cut.llTimeStamp, skipped);
+    cut.llStreamTime = qvmedia::SaturatingAdd(cut.llStreamTime, skipped);
+    return HandOn(mf, &cut, {in, 0, OutputFrames(mf, overlap)});
 }
 
 }  // namespace
@@ -138,8 +147,17 @@ const MEDIA_FRAME* MediaFile::GetResampleFrame(const MEDIA_FRAME* block) {
 }
 
 unsigned MediaFile::WriteAudioData(const MEDIA_FRAME* block) {
-    if (!block || block->nDataSize <= 0 || !block->pData) return 0;
-    if (!m_pAudioConverter || !m_pAudioBuffer) return PlaceBlock(*this, block);
+    if (!block || block->nDataSize <= 0) return 0;
+    const bool converting = m_pAudioConverter && m_pAudioBuffer;
+    if (!block->pData) {
+        // Bytes without data: lost whole, as many frames as they would have made.
+        const int64_t in = converting ? block->nDataSize / (2 * m_pAudioConverter->m_nInChannels)
+                                      : OutputFrames(*this, block->nDataSize);
+        return Drop(*this, in,
+                    converting ? in * m_pAudioConverter->m_nOutRate / m_pAudioConverter->m_nInRate
+                               : in);
+    }
+    if (!converting) return PlaceBlock(*this, block, OutputFrames(*this, block->nDataSize));
 
     // A block whose converted output could overflow the buffer is converted in
     // pieces of whole input frames, each with its own time; once part of the
@@ -165,16 +183,17 @@ unsigned MediaFile::WriteAudioData(const MEDIA_FRAME* block) {
         piece.nDataSize = size;
         const int64_t shift = qvmedia::TruncToInt64(static_cast<double>(offset / inFrameBytes) /
                                                     c.m_nInRate * kTicksPerSecond);
-        piece.llTimeStamp = SaturatingAdd(block->llTimeStamp, shift);
-        piece.llStreamTime = SaturatingAdd(block->llStreamTime, shift);
+        piece.llTimeStamp = qvmedia::SaturatingAdd(block->llTimeStamp, shift);
+        piece.llStreamTime = qvmedia::SaturatingAdd(block->llStreamTime, shift);
         offset += size;
 
         const MEDIA_FRAME* B = GetResampleFrame(&piece);
+        const int64_t in = size / inFrameBytes;
         if (placed) {
-            sum += _WriteAudioData(B);
+            sum += HandOn(*this, B, {in, 0, 0});
         } else {
             const int64_t before = m_llAudioBytes;
-            sum += PlaceBlock(*this, B);
+            sum += PlaceBlock(*this, B, in);
             placed = m_llAudioBytes != before;
         }
     }

@@ -8,6 +8,7 @@
 
 #include <new>
 
+#include "mediafile/MediaFileStats.h"
 #include "mediafile/MediaFileUtil.h"
 
 namespace {
@@ -37,9 +38,16 @@ MediaFile::MediaFile()
     memset(&m_SrcUV, 0, sizeof m_SrcUV);
     memset(&m_DstUV, 0, sizeof m_DstUV);
     memset(m_LastSample, 0, sizeof m_LastSample);
+    pthread_mutex_init(&m_VideoStatsMutex, nullptr);
+    pthread_mutex_init(&m_AudioStatsMutex, nullptr);
+    memset(&m_Stats, 0, sizeof m_Stats);
 }
 
-MediaFile::~MediaFile() { Close(nullptr, nullptr); }
+MediaFile::~MediaFile() {
+    Close(nullptr, nullptr);
+    pthread_mutex_destroy(&m_VideoStatsMutex);
+    pthread_mutex_destroy(&m_AudioStatsMutex);
+}
 
 void MediaFile::Close(QVPROGRESS_CALLBACK callback, void* user) {
     m_PluginMgr.Close(callback, user);
@@ -54,6 +62,7 @@ void MediaFile::Close(QVPROGRESS_CALLBACK callback, void* user) {
     m_nOutFrames = 0;
     m_llAudioBytes = 0;
     m_llLastVideoTime = -1;
+    qvmedia::ResetStats(*this);
 }
 
 namespace {

@@ -32,4 +32,15 @@ int32_t TruncToInt32(double value) {
     return static_cast<int32_t>(value);
 }
 
+double OutputByteRate(const EncodeAudioParam& a) {
+    int64_t rate = static_cast<int64_t>(a.nSampleRate) * a.nChannels * a.nBitsPerSample / 8;
+    return rate > 0 ? static_cast<double>(rate) : 0.0;
+}
+
+int64_t SaturatingAdd(int64_t a, int64_t b) {
+    int64_t sum;
+    if (__builtin_add_overflow(a, b, &sum)) return b > 0 ? INT64_MAX : INT64_MIN;
+    return sum;
+}
+
 }  // namespace qvmedia

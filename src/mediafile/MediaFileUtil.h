@@ -5,6 +5,8 @@
 #include <stdint.h>
 #include <wchar.h>
 
+#include <quevarra/qv_records.h>
+
 #include <string>
 
 namespace qvmedia {
@@ -17,6 +19,13 @@ std::string NarrowName(const wchar_t* name);
 // conversions of out-of-range doubles that would otherwise be undefined.
 int64_t TruncToInt64(double value);
 int32_t TruncToInt32(double value);
+
+// Output bytes per second of an audio format, or 0 when it cannot place
+// blocks in time.
+double OutputByteRate(const EncodeAudioParam& audio);
+
+// a + b, saturating at the limits of int64_t instead of overflowing.
+int64_t SaturatingAdd(int64_t a, int64_t b);
 
 }  // namespace qvmedia
 

@@ -6,6 +6,7 @@
 #include <math.h>
 #include <string.h>
 
+#include "mediafile/MediaFileStats.h"
 #include "mediafile/MediaFileUtil.h"
 
 namespace {
@@ -18,12 +19,6 @@ int CompareRates(double output, double input) {
     if (d >= 0.001) return 1;
     if (d <= -0.001) return -1;
     return 0;
-}
-
-int64_t SaturatingAdd(int64_t a, int64_t b) {
-    int64_t sum;
-    if (__builtin_add_overflow(a, b, &sum)) return b > 0 ? INT64_MAX : INT64_MIN;
-    return sum;
 }
 
 // The output frame counter saturates rather than overflow on endless streams.
@@ -126,19 +121,25 @@ MEDIA_FRAME* MediaFile::GetResizeFrame(const MEDIA_FRAME* frame) {
 unsigned MediaFile::WriteVideoFrame(const MEDIA_FRAME* frame) {
     if (!frame) return 0;
 
+    const double rate = m_EncParam.video.dFrameRate;
     if (m_EncParam.dwFileFormat == QV_FOURCC_COPY) {
         unsigned result = _WriteVideoFrame(frame);
         CountFrame(m_nOutFrames);
+        qvmedia::CountVideoHandedOn(
+            *this, true, qvmedia::SaturatingAdd(frame->llStreamTime, qvmedia::Ticks(1.0, rate)));
         return result;
     }
 
     if (const wchar_t* why = FrameProblem(*frame, m_VideoInfo.width)) {
         RefuseFrame(frame, why);
+        qvmedia::CountVideoDropped(*this);
         return 0;
     }
     const MEDIA_FRAME* F = m_pResizeBuffer ? GetResizeFrame(frame) : frame;
-    if (!F) return 0;
-    const double rate = m_EncParam.video.dFrameRate;
+    if (!F) {
+        qvmedia::CountVideoDropped(*this);
+        return 0;
+    }
     const int cmp = CompareRates(rate, m_VideoInfo.fps);
 
     if (m_PluginMgr.m_bTimestampMode) {
@@ -146,11 +147,15 @@ unsigned MediaFile::WriteVideoFrame(const MEDIA_FRAME* frame) {
             // A zero or non-finite rate has no frame time, so nothing is thinned.
             const int64_t T = qvmedia::TruncToInt32(1.0 / rate * kTicksPerSecond);
             if (m_llLastVideoTime != -1 &&
-                F->llTimeStamp < SaturatingAdd(m_llLastVideoTime, T))
+                F->llTimeStamp < qvmedia::SaturatingAdd(m_llLastVideoTime, T)) {
+                qvmedia::CountVideoDropped(*this);
                 return 0;
+            }
         }
         unsigned result = _WriteVideoFrame(F);
         CountFrame(m_nOutFrames);
+        qvmedia::CountVideoHandedOn(
+            *this, true, qvmedia::SaturatingAdd(F->llStreamTime, qvmedia::Ticks(1.0, rate)));
         return result;
     }
 
@@ -160,10 +165,13 @@ unsigned MediaFile::WriteVideoFrame(const MEDIA_FRAME* frame) {
     const double seconds = static_cast<double>(F->llStreamTime) / kTicksPerSecond;
     int64_t N = qvmedia::TruncToInt64(seconds * rate + 0.5);
     if (N > INT32_MAX - 1) N = INT32_MAX - 1;
+    const int64_t repeat = N - m_nOutFrames + 1;
+    if (repeat <= 0) qvmedia::CountVideoDropped(*this);
     unsigned sum = 0;
-    for (int64_t repeat = N - m_nOutFrames + 1; repeat > 0; --repeat) {
+    for (int64_t i = 0; i < repeat; ++i) {
         sum += _WriteVideoFrame(F);
         ++m_nOutFrames;
+        qvmedia::CountVideoHandedOn(*this, i == 0, qvmedia::Ticks(m_nOutFrames, rate));
     }
     return sum;
 }

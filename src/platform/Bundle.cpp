@@ -1,5 +1,6 @@
 #include "platform/Bundle.h"
 
+#include <dlfcn.h>
 #include <limits.h>
 #include <stdlib.h>
 #include <string.h>
@@ -25,6 +26,38 @@ bool EndsWith(const std::string& s, const std::string& suffix) {
     return s.size() >= suffix.size() && s.compare(s.size() - suffix.size(), suffix.size(), suffix) == 0;
 }
 
+std::string Parent(const std::string& path) {
+    size_t slash = path.rfind('/');
+    if (slash == std::string::npos) return std::string();
+    return slash == 0 ? std::string("/") : path.substr(0, slash);
+}
+
+// X.app for a directory X.app/Contents/MacOS, else an empty string.
+std::string EnclosingApp(const std::string& dir) {
+    const std::string inner = "/Contents/MacOS";
+    if (!EndsWith(dir, inner)) return std::string();
+    std::string bundle = dir.substr(0, dir.size() - inner.size());
+    return EndsWith(bundle, ".app") ? bundle : std::string();
+}
+
+// The bundle installed with this library, found from the library's own file
+// so that a moved install still finds it: X.app when the library lies in
+// X.app/Contents/MacOS, else quevarra/Quevarra.app beside the library (the
+// installed layout of lib/). Empty when neither exists.
+std::string LibraryBundle() {
+    Dl_info info;
+    if (!dladdr(reinterpret_cast<void*>(&MainBundleURLString), &info) || !info.dli_fname)
+        return std::string();
+    char resolved[PATH_MAX];
+    std::string dir = Parent(info.dli_fname);
+    if (dir.empty() || !realpath(dir.c_str(), resolved)) return std::string();
+    dir = resolved;
+    std::string app = EnclosingApp(dir);
+    if (!app.empty()) return app;
+    app = (dir == "/" ? std::string() : dir) + "/quevarra/Quevarra.app";
+    return IsDirectory(app.c_str()) ? app : std::string();
+}
+
 std::string BundleDirectory() {
     const char* env = getenv("QUEVARRA_BUNDLE");
     if (env && *env && IsDirectory(env)) {
@@ -35,16 +68,16 @@ std::string BundleDirectory() {
     ssize_t n = readlink("/proc/self/exe", exe, sizeof exe - 1);
     if (n <= 0) return std::string();
     exe[n] = '\0';
-    std::string dir(exe);
-    size_t slash = dir.rfind('/');
-    dir = slash == 0 ? std::string("/") : dir.substr(0, slash);
+    const std::string dir = Parent(exe);
     // An executable inside X.app/Contents/MacOS belongs to the bundle X.app.
-    const std::string inner = "/Contents/MacOS";
-    if (EndsWith(dir, inner)) {
-        std::string bundle = dir.substr(0, dir.size() - inner.size());
-        if (EndsWith(bundle, ".app")) return bundle;
-    }
-    return dir;
+    std::string app = EnclosingApp(dir);
+    if (!app.empty()) return app;
+    // A program that carries its own plugins beside it is its own bundle.
+    if (IsDirectory((dir + (dir == "/" ? "" : "/") + "Contents/MacOS/Encoder").c_str())) return dir;
+    // Any other host uses the bundle installed with the library; without one
+    // the executable's directory stands, and the plugin scan says what it missed.
+    app = LibraryBundle();
+    return app.empty() ? dir : app;
 }
 
 // Decodes well-formed UTF-8; false on any malformed sequence.

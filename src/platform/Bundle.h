@@ -13,6 +13,9 @@ enum StringEncoding { kEncodingUTF8, kEncodingUTF32 };
 // empty string when the executable's path cannot be read. The bundle is:
 //  - the directory named by QUEVARRA_BUNDLE, when that names a directory;
 //  - X.app when the executable lies in X.app/Contents/MacOS;
+//  - the executable's own directory when it has Contents/MacOS/Encoder;
+//  - the bundle installed with the library: X.app when the library lies in
+//    X.app/Contents/MacOS, else quevarra/Quevarra.app beside the library;
 //  - otherwise the executable's own directory.
 // Paths are not percent-encoded, so the string is usable as a path verbatim.
 std::string MainBundleURLString();

@@ -15,6 +15,8 @@ namespace {
 
 typedef ENCODER_ITEM* (*PFN_GET_ENCODERS)();
 typedef FILEFORMAT_ITEM* (*PFN_GET_FILE_MUXERS)();
+typedef int (*PFN_PLX_LOG)(const wchar_t*);
+typedef void (*PFN_PLX_SET_LOG)(PFN_PLX_LOG);
 
 const size_t kPathBytes = 512;  // plugin directory and full plugin paths, terminator included
 const int kAppPathChars = 512;  // application path in wide characters, terminator included
@@ -91,6 +93,10 @@ static void LoadPlugin(const char* path) {
         LogLoaderError(error);
         return;
     }
+    // Optional: a plugin that takes the library's log reports through it, so
+    // that its messages reach the host's callback like ours.
+    if (auto setLog = reinterpret_cast<PFN_PLX_SET_LOG>(dlsym(module, "PLXSetLog"))) setLog(&Log);
+    dlerror();  // a plugin without it leaves no error behind for the messages below
     size_t added = 0;
     wchar_t code[5];
     PFN_GET_ENCODERS getEncoders = reinterpret_cast<PFN_GET_ENCODERS>(dlsym(module, "PLXGetEncoders"));

@@ -1,4 +1,5 @@
-// Diagnostic log: forwards wide messages to the optional Log.dylib beside the host.
+// Diagnostic log: forwards wide messages to the host's callback when one is
+// set, otherwise to the optional Log.dylib of the application bundle.
 #include <quevarra/qv_support.h>
 
 #include <dlfcn.h>
@@ -8,6 +9,8 @@
 #include <stdio.h>
 #include <string.h>
 #include <wchar.h>
+
+#include "support/LogSink.h"
 
 namespace {
 
@@ -56,6 +59,7 @@ void* LogGetAddress(const char* name) {
 }
 
 int Log(const wchar_t* message) {
+    if (qvlog::SendToHost(message)) return message ? 1 : 0;
     PFN_LOG entry = reinterpret_cast<PFN_LOG>(LogGetAddress("Log"));
     return entry ? entry(message) : 0;
 }
@@ -72,6 +76,7 @@ void LogEx(const wchar_t* format, ...) {
     if (utf8) uselocale(previous);
     if (written == 0) return;
     buffer[1023] = L'\0';  // a truncated message is still delivered, terminated
+    if (qvlog::SendToHost(buffer)) return;
     PFN_LOG entry = reinterpret_cast<PFN_LOG>(LogGetAddress("Log"));
     if (entry) entry(buffer);
 }

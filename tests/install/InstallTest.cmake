@@ -1,8 +1,9 @@
 # Installs the build tree into a scratch prefix, then configures, builds and
 # runs a small consumer against it, once through find_package and once through
-# pkg-config. Variables: QV_BUILD_DIR, QV_WORK_DIR, QV_CONSUMER_DIR,
-# QV_GENERATOR, QV_CXX_COMPILER, QV_SANITIZE, QV_EXAMPLE (the README's host
-# example, which must build against the installed package too).
+# pkg-config, and runs the README's minimal host as a user would: without the
+# bundle and log variables, from another directory, then with the prefix
+# moved. Variables: QV_BUILD_DIR, QV_WORK_DIR, QV_CONSUMER_DIR, QV_GENERATOR,
+# QV_CXX_COMPILER, QV_SANITIZE, QV_EXAMPLE (the README's host example).
 
 function(run)
   execute_process(COMMAND ${ARGN} RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
@@ -11,6 +12,27 @@ function(run)
     message(FATAL_ERROR "failed (${rc}): ${cmd}\n${out}\n${err}")
   endif()
   set(run_output "${out}" PARENT_SCOPE)
+endfunction()
+
+# Runs the minimal host in an empty directory `dir` with the bundle and log
+# variables unset (plus any VAR=VALUE given), and checks what it wrote and said.
+function(run_host host dir)
+  file(MAKE_DIRECTORY "${dir}")
+  set(env --unset=QUEVARRA_BUNDLE --unset=QUEVARRA_LOG ${ARGN})
+  if(QV_SANITIZE)
+    # Codec libraries unloaded with the plugins keep allocations at exit.
+    list(APPEND env ASAN_OPTIONS=detect_leaks=0)
+  endif()
+  execute_process(COMMAND "${CMAKE_COMMAND}" -E env ${env} "${host}" WORKING_DIRECTORY "${dir}"
+                  RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  set(expected "video 25 in, 25 out; audio 44100 in, 44100 out\n")
+  if(NOT rc EQUAL 0 OR NOT out STREQUAL expected OR NOT EXISTS "${dir}/grey.mkv")
+    message(FATAL_ERROR "minimal host in ${dir} (${ARGN}) failed (${rc}):\n${out}\n${err}")
+  endif()
+  file(SIZE "${dir}/grey.mkv" size)
+  if(size LESS 1000)
+    message(FATAL_ERROR "minimal host wrote ${size} bytes to ${dir}/grey.mkv")
+  endif()
 endfunction()
 
 file(REMOVE_RECURSE "${QV_WORK_DIR}")
@@ -54,4 +76,12 @@ foreach(mode package pkgconfig)
   if(NOT run_output MATCHES "libquevarra[^\n]*=> ${prefix}/")
     message(FATAL_ERROR "${mode} consumer does not use the installed library:\n${run_output}")
   endif()
+  run_host("${bdir}/minimal_host" "${QV_WORK_DIR}/run-${mode}")
 endforeach()
+
+# A moved install finds its plugins from where its library now lies.
+file(RENAME "${prefix}" "${QV_WORK_DIR}/moved")
+get_filename_component(pc_libdir "${pc_dir}" DIRECTORY)
+string(REPLACE "${prefix}" "${QV_WORK_DIR}/moved" moved_libdir "${pc_libdir}")
+run_host("${QV_WORK_DIR}/consumer-package/minimal_host" "${QV_WORK_DIR}/run-moved"
+         "LD_LIBRARY_PATH=${moved_libdir}")

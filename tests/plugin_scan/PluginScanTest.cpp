@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <filesystem>
 
+#include <quevarra/qv_embed.h>
 #include <quevarra/qv_plugin.h>
 #include <quevarra/qv_support.h>
 
@@ -164,6 +165,27 @@ TEST_F(PluginScan, CountScansOnceReleasesOnTheLastUninitAndAFailureStays) {
     QVUninitPlugins();
     QVUninitPlugins();
     EXPECT_EQ(Init(1).size(), 9u);  // scanned again
+}
+
+// PLXSetLog comes before the records are asked for, and hands over the
+// library's routing: the host's callback while one is set.
+TEST_F(PluginScan, APluginThatTakesTheLibrarysLogReportsThroughIt) {
+    Only({{"tp_logs.dylib", "plxlogs.dylib"}, {"tp_enc.dylib", "plxenc.dylib"}});
+    Msgs log = Init();
+    auto at = std::find(log.begin(), log.end(), L"tp_logs: asked for encoders");
+    ASSERT_TRUE(at != log.end()) << qvtest::JoinLog(log);
+    EXPECT_EQ(at[1], L"Found Encoder [TLOG" + In("plxlogs.dylib"));
+    EXPECT_EQ(PluginMgr::m_arEncoder.size(), 4u) << "plugins without the entry load as before";
+    QVUninitPlugins();
+    qvtest::TakeLog();
+
+    Msgs host;
+    QVSetLogCallback([](void* user, const wchar_t* m) { static_cast<Msgs*>(user)->push_back(m); }, &host);
+    EXPECT_EQ(QVInitPlugins(), 1u);
+    QVSetLogCallback(nullptr, nullptr);
+    EXPECT_TRUE(qvtest::TakeLog().empty());
+    EXPECT_EQ(host.size(), log.size());
+    EXPECT_NE(std::find(host.begin(), host.end(), L"tp_logs: asked for encoders"), host.end());
 }
 
 TEST_F(PluginScan, NoApplicationPathMeansNoScan) {

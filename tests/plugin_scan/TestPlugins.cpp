@@ -44,6 +44,8 @@ __attribute__((constructor)) void Setup() {
     Fmt(3, QV_FOURCC('N', 'O', 'A', 'U'), L"noau", nullptr, mp4Video);
 #elif QVTP_VARIANT == 3  // a second TVID encoder and a second TMP4 muxer
     Enc(0, TVID, L"Other video", 1), Fmt(0, QV_FOURCC('T', 'M', 'P', '4'), L"dup", emptyList, mp4Video);
+#elif QVTP_VARIANT == 6
+    Enc(0, QV_FOURCC('T', 'L', 'O', 'G'), L"Logging", 1);
 #endif
 }
 
@@ -51,6 +53,11 @@ __attribute__((constructor)) void Setup() {
 
 #if QVTP_VARIANT == 1 || QVTP_VARIANT == 3 || QVTP_VARIANT == 5  // 5: entries that publish nothing
 EXPORT ENCODER_ITEM* PLXGetEncoders() { return QVTP_VARIANT == 5 ? nullptr : g_enc; }
+#endif
+#if QVTP_VARIANT == 6  // takes the library's log and reports through it when asked for records
+int (*g_log)(const wchar_t*) = nullptr;
+EXPORT void PLXSetLog(int (*pfnLog)(const wchar_t*)) { g_log = pfnLog; }
+EXPORT ENCODER_ITEM* PLXGetEncoders() { return g_log && g_log(L"tp_logs: asked for encoders") ? g_enc : nullptr; }
 #endif
 #if QVTP_VARIANT == 2 || QVTP_VARIANT == 3 || QVTP_VARIANT == 5
 EXPORT FILEFORMAT_ITEM* PLXGetFileMuxers() { return g_fmt; }

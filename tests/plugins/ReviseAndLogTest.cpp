@@ -5,10 +5,14 @@
 #include "common/TestSupport.h"
 #include "plugins/PlxDriver.h"
 
+#include <quevarra/qv_embed.h>
+
 #include <dlfcn.h>
 #include <math.h>
 #include <stdlib.h>
 #include <sys/stat.h>
+
+#include <algorithm>
 
 using namespace plxtest;
 
@@ -18,6 +22,13 @@ EncodeParam Video(const char* codec, int w, int h, double fps, int bitRate = 500
     EncodeParam p{};
     p.video = {Code(codec), 0, 12, w, h, fps, 0, bitRate, 0, 0, 0, {0}};
     p.dwFileFormat = Code("MKV ");
+    return p;
+}
+EncodeParam Wav() {
+    EncodeParam p{};
+    p.audio = {Code("PCM "), 44100, 2, 16, 0, 0, 0};
+    p.bDisableVideo = 1;
+    p.dwFileFormat = Code("WAV ");
     return p;
 }
 int ReviseV(EncodeParam& p) { return Encoder(p.video.dwFourCC)->pfnReviseVideoParam(&p); }
@@ -121,12 +132,8 @@ TEST_F(LogLibrary, AppendsUtf8WithoutLineEndsOnlyWhereTheVariablePoints) {
 
 TEST_F(LogLibrary, PluginFailuresNameTheFileAndTheSystemError) {
     setenv("QUEVARRA_LOG", file.c_str(), 1);
-    EncodeParam wav{};
-    wav.audio = {Code("PCM "), 44100, 2, 16, 0, 0, 0};
-    wav.bDisableVideo = 1;
-    wav.dwFileFormat = Code("WAV ");
     std::string bad = dir + "/no/such/dir/out.";
-    EXPECT_FALSE(Pipeline().Create(bad + "wav", wav));
+    EXPECT_FALSE(Pipeline().Create(bad + "wav", Wav()));
     std::vector<std::string> expect = {"plxraw: cannot create the WAV file [" + bad +
                                        "wav]: No such file or directory\r\n"};
 #if QV_WITH_FFMPEG
@@ -140,6 +147,23 @@ TEST_F(LogLibrary, PluginFailuresNameTheFileAndTheSystemError) {
 #endif
     std::string text = Shell("cat '" + file + "'");
     for (const std::string& line : expect) EXPECT_NE(text.find(line), std::string::npos) << text;
+}
+
+// Our plugins report through the library's log, so a host callback gets
+// their failures and Log.dylib nothing.
+TEST_F(LogLibrary, WithAHostCallbackPluginFailuresGoToItInstead) {
+    setenv("QUEVARRA_LOG", file.c_str(), 1);
+    std::vector<std::wstring> got;
+    QVSetLogCallback([](void* user, const wchar_t* m) { static_cast<std::vector<std::wstring>*>(user)->push_back(m); },
+                     &got);
+    const std::string bad = dir + "/no/such/dir/out.wav";
+    EXPECT_FALSE(Pipeline().Create(bad, Wav()));
+    QVSetLogCallback(nullptr, nullptr);
+    const std::wstring expected = L"plxraw: cannot create the WAV file [" + std::wstring(bad.begin(), bad.end()) +
+                                  L"]: No such file or directory\r\n";
+    EXPECT_NE(std::find(got.begin(), got.end(), expected), got.end()) << got.size() << " messages";
+    struct stat st;
+    EXPECT_NE(stat(file.c_str(), &st), 0) << "Log.dylib wrote " << Shell("cat '" + file + "'");
 }
 
 }  // namespace

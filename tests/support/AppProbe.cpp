@@ -3,10 +3,21 @@
 #include <stdio.h>
 #include <string.h>
 
+#include <quevarra/qv_embed.h>
 #include <quevarra/qv_support.h>
 
+// Prints each message it receives, as UTF-8, followed by "|".
+static void PrintMessage(void*, const wchar_t* message) {
+    char text[256];
+    WtoUTF8(message, -1, text, sizeof text, false);
+    printf("%s|", text);
+}
+
 int main(int argc, char** argv) {
-    if (argc > 1 && strcmp(argv[1], "log") == 0) return Log(L"first"), LogEx(L"second %d", 2), 0;
+    const char* mode = argc > 1 ? argv[1] : "path";
+    if (strcmp(mode, "callback") == 0) QVSetLogCallback(PrintMessage, nullptr);
+    if (strcmp(mode, "log") == 0 || strcmp(mode, "callback") == 0)
+        return Log(L"first"), LogEx(L"second %d", 2), 0;
     char path[512], fromWide[1024];
     wchar_t wide[512];
     GetAppPathA(path, 511);

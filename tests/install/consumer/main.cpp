@@ -12,8 +12,8 @@ int main() {
     if (UTF8toW("h\xc3\xa9", -1, wide, 16, true) != conversionOK ||
         WtoUTF8(wide, -1, back, 16, true) != conversionOK || strcmp(back, "h\xc3\xa9") != 0 ||
         wcscmp(code, L"XVID") != 0 || QVFindFileFormatPlugin(0) != nullptr ||
-        QVGetFileFormatInfos() != nullptr) {
-        printf("consumer failed\n");
+        QVGetFileFormatInfos() != nullptr || strcmp(QVGetVersionString(), PACKAGE_VERSION) != 0) {
+        printf("consumer failed (library %s, package %s)\n", QVGetVersionString(), PACKAGE_VERSION);
         return 1;
     }
     printf("consumer ok\n");
