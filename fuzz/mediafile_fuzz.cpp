@@ -8,7 +8,8 @@
 //
 // The muxer reads every byte that what it receives declares: planes over the
 // frame's size and pitches, audio over nDataSize. A frame or block handed on
-// with bad pointers or sizes shows up as a sanitizer report.
+// with bad pointers or sizes shows up as a sanitizer report. After every
+// write the file's statistics must add up.
 #include <math.h>
 #include <stdint.h>
 #include <string.h>
@@ -16,6 +17,7 @@
 #include <memory>
 #include <vector>
 
+#include <quevarra/qv_embed.h>
 #include <quevarra/qv_mediafile.h>
 
 #include "common/FuzzInput.h"
@@ -195,6 +197,19 @@ void MakeFrame(qvfuzz::Input& in, qvfuzz::Noise& noise, int w, int h, HostFrame&
     out.f.nWidth = w, out.f.nHeight = h;
 }
 
+// The file's counters agree with each other and with the frames sent.
+void CheckStats(void* handle, int64_t framesSent) {
+    QV_MEDIAFILE_STATS st{};
+    st.cbSize = sizeof st;
+    QV_FUZZ_CHECK(QVGetMediaFileStats(handle, &st) == 1);
+    QV_FUZZ_CHECK(st.llVideoFramesIn == framesSent);
+    QV_FUZZ_CHECK(st.llVideoFramesOut ==
+                  st.llVideoFramesIn + st.llVideoFramesRepeated - st.llVideoFramesDropped);
+    QV_FUZZ_CHECK(st.llVideoFramesRepeated >= 0 && st.llVideoFramesDropped >= 0);
+    QV_FUZZ_CHECK(st.llAudioSamplesIn >= 0 && st.llAudioSamplesOut >= 0 &&
+                  st.llAudioSamplesFilled >= 0 && st.llAudioSamplesCut >= 0);
+}
+
 // Repeats the library would make for a frame at `streamTime` in frame-count mode.
 double Repeats(const MediaFile& mf, int64_t streamTime) {
     double n = trunc(static_cast<double>(streamTime) / 1e7 * mf.m_EncParam.video.dFrameRate + 0.5);
@@ -276,7 +291,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (!handle) return 0;
     const MediaFile& mf = *static_cast<MediaFile*>(handle);
     const bool copy = mf.m_EncParam.dwFileFormat == QV_FOURCC_COPY;
-    int64_t videoClock = 0, audioClock = 0;
+    int64_t videoClock = 0, audioClock = 0, framesSent = 0;
 
     for (int op = 0; op < 48 && !in.Empty(); ++op) {
         if (in.U8() & 1) {
@@ -294,6 +309,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                 continue;
             memset(g.lastPlanes, 0, sizeof g.lastPlanes);
             QVWriteVideoFrame(handle, &frame.f);
+            ++framesSent;
         } else {
             // Any byte count: odd, or not whole sample frames; null data now and then.
             int bytes = in.Range(0, 8192);
@@ -315,6 +331,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                 continue;
             QVWriteAudioData(handle, &block);
         }
+        CheckStats(handle, framesSent);
     }
     int user = 0;
     QVCloseMediaFile(handle, [](void*, unsigned, unsigned, unsigned) -> unsigned { return 1; },

@@ -3,28 +3,24 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <unistd.h>
+#include <wchar.h>
 
 #include <filesystem>
 
-#include <quevarra/qv_support.h>
+#include <quevarra/qv_embed.h>
 
 namespace qvfuzz {
 
-void QuietLog() {
-    // The build puts the discarding Log.dylib into a bundle of its own; the
-    // library loads its logging library once per process, from the bundle
-    // current at its first message.
-    const char* previous = getenv("QUEVARRA_BUNDLE");
-    const std::string saved = previous ? previous : "";
-    setenv("QUEVARRA_BUNDLE", QV_FUZZ_LOG_BUNDLE, 1);
-    const bool loaded = dyLogInit() != nullptr;
-    if (previous) setenv("QUEVARRA_BUNDLE", saved.c_str(), 1);
-    else unsetenv("QUEVARRA_BUNDLE");
-    // Without it every message costs a line on standard output; libFuzzer
-    // reports on standard error, so standard output can go.
-    if (!loaded && !freopen("/dev/null", "w", stdout))
-        fprintf(stderr, "qvfuzz: cannot silence standard output\n");
-}
+namespace {
+
+// Reads each message to its terminator (so that an unterminated one is
+// reported) and discards it.
+volatile size_t g_logged;
+void Discard(void*, const wchar_t* message) { g_logged = g_logged + (message ? wcslen(message) : 0); }
+
+}  // namespace
+
+void QuietLog() { QVSetLogCallback(Discard, nullptr); }
 
 void Fail(const char* what) {
     fprintf(stderr, "%s\n", what);

@@ -12,10 +12,9 @@
 
 namespace qvfuzz {
 
-// Loads a logging library that discards every message (after checking that
-// it is a terminated wide string) before the library's first message, so that
-// the log costs nothing and prints nothing. Call once, from
-// LLVMFuzzerInitialize. Falls back to sending standard output to /dev/null.
+// Sends the library's log to a callback that checks each message is a
+// terminated wide string and discards it: the log costs little and prints
+// nothing. Call once, from LLVMFuzzerInitialize.
 void QuietLog();
 
 // A broken property of the library: prints the message and aborts, which
