@@ -329,11 +329,6 @@ void Pixels(qvfuzz::Input& in) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    qvfuzz::QuietLog();
-    return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size > 256) return -1;
     qvfuzz::Input in(data, size);

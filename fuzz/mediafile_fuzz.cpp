@@ -229,11 +229,6 @@ double FillBytes(const MediaFile& mf, int64_t streamTime) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    qvfuzz::QuietLog();
-    return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size > 16384) return -1;
     qvfuzz::Input in(data, size);

@@ -254,11 +254,6 @@ void ResizeYV12(qvfuzz::Input& in, qvfuzz::Noise& noise, int method, qv::cpu::Ta
 
 }  // namespace
 
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    qvfuzz::QuietLog();
-    return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size > 256) return -1;
     qvfuzz::Input in(data, size);

@@ -109,54 +109,29 @@ void RoundTrip(Converter<To, From> back, const std::vector<From>& source,
     QV_FUZZ_CHECK(std::equal(source.begin(), source.end(), again.begin()));
 }
 
-void CheckUtf8toW(const std::vector<UTF8>& source, ConversionFlags flags, size_t capacity) {
-    std::vector<UTF32> expected;
-    ConversionResult r = Run(ConvertUTF8toUTF32, source, capacity, flags, UTF32(0x33), &expected);
-    std::unique_ptr<wchar_t[]> dst(new wchar_t[capacity]);
-    wmemset(dst.get(), 0x33, capacity);
-    std::unique_ptr<UTF8[]> src = Exact(source);
-    QV_FUZZ_CHECK(UTF8toW(reinterpret_cast<const char*>(src.get()), static_cast<int>(source.size()),
-                          dst.get(), static_cast<int>(capacity), flags == strictConversion) == r);
-    QV_FUZZ_CHECK(Same(dst.get(), expected.data(), capacity));
-
-    // Length -1 converts up to and including the first NUL.
-    std::vector<UTF8> terminated(source.begin(), std::find(source.begin(), source.end(), 0));
+// UTF8toW and WtoUTF8 give what the conversion they stand for gives, with
+// the length given and with -1 (up to and including the first NUL).
+template <typename From, typename To, typename Char, typename WideOrNarrow>
+void CheckWrapper(Converter<From, To> convert,
+                  ConversionResult (*wrapper)(const Char*, int, WideOrNarrow*, int, bool),
+                  const std::vector<From>& source, ConversionFlags flags, size_t capacity) {
+    static_assert(sizeof(Char) == sizeof(From) && sizeof(WideOrNarrow) == sizeof(To), "unit sizes");
+    std::vector<From> terminated(source.begin(), std::find(source.begin(), source.end(), From(0)));
     terminated.push_back(0);
-    src = Exact(terminated);
-    r = Run(ConvertUTF8toUTF32, terminated, capacity, flags, UTF32(0x33), &expected);
-    wmemset(dst.get(), 0x33, capacity);
-    QV_FUZZ_CHECK(UTF8toW(reinterpret_cast<const char*>(src.get()), -1, dst.get(),
-                          static_cast<int>(capacity), flags == strictConversion) == r);
-    QV_FUZZ_CHECK(Same(dst.get(), expected.data(), capacity));
-}
-
-void CheckWtoUTF8(const std::vector<UTF32>& source, ConversionFlags flags, size_t capacity) {
-    std::vector<UTF8> expected;
-    ConversionResult r = Run(ConvertUTF32toUTF8, source, capacity, flags, UTF8(0x33), &expected);
-    std::unique_ptr<char[]> dst(new char[capacity]);
-    memset(dst.get(), 0x33, capacity);
-    std::unique_ptr<UTF32[]> src = Exact(source);
-    QV_FUZZ_CHECK(WtoUTF8(reinterpret_cast<const wchar_t*>(src.get()),
-                          static_cast<int>(source.size()), dst.get(), static_cast<int>(capacity),
-                          flags == strictConversion) == r);
-    QV_FUZZ_CHECK(Same(dst.get(), expected.data(), capacity));
-
-    std::vector<UTF32> terminated(source.begin(), std::find(source.begin(), source.end(), 0u));
-    terminated.push_back(0);
-    src = Exact(terminated);
-    r = Run(ConvertUTF32toUTF8, terminated, capacity, flags, UTF8(0x33), &expected);
-    memset(dst.get(), 0x33, capacity);
-    QV_FUZZ_CHECK(WtoUTF8(reinterpret_cast<const wchar_t*>(src.get()), -1, dst.get(),
-                          static_cast<int>(capacity), flags == strictConversion) == r);
-    QV_FUZZ_CHECK(Same(dst.get(), expected.data(), capacity));
+    for (int length : {static_cast<int>(source.size()), -1}) {
+        const std::vector<From>& units = length < 0 ? terminated : source;
+        std::vector<To> expected;
+        const ConversionResult r = Run(convert, units, capacity, flags, To(0x33), &expected);
+        std::unique_ptr<From[]> src = Exact(units);
+        std::unique_ptr<WideOrNarrow[]> dst(new WideOrNarrow[capacity]);
+        for (size_t i = 0; i < capacity; ++i) dst[i] = WideOrNarrow(0x33);
+        QV_FUZZ_CHECK(wrapper(reinterpret_cast<const Char*>(src.get()), length, dst.get(),
+                              static_cast<int>(capacity), flags == strictConversion) == r);
+        QV_FUZZ_CHECK(Same(dst.get(), expected.data(), capacity));
+    }
 }
 
 }  // namespace
-
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    qvfuzz::QuietLog();
-    return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size > 4096) return -1;  // long texts add nothing the short ones do not
@@ -208,12 +183,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
     case 4: {
         std::vector<UTF8> s = Units<UTF8>(in);
-        CheckUtf8toW(s, flags, capacity(s.size() + 1, 1));
+        CheckWrapper(ConvertUTF8toUTF32, UTF8toW, s, flags, capacity(s.size() + 1, 1));
         break;
     }
     default: {
         std::vector<UTF32> s = Units<UTF32>(in);
-        CheckWtoUTF8(s, flags, capacity(s.size() + 1, 4));
+        CheckWrapper(ConvertUTF32toUTF8, WtoUTF8, s, flags, capacity(s.size() + 1, 4));
         break;
     }
     }

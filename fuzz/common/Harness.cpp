@@ -22,6 +22,16 @@ void Discard(void*, const wchar_t* message) { g_logged = g_logged + (message ? w
 
 void QuietLog() { QVSetLogCallback(Discard, nullptr); }
 
+}  // namespace qvfuzz
+
+// Every target starts with a quiet log.
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+    qvfuzz::QuietLog();
+    return 0;
+}
+
+namespace qvfuzz {
+
 void Fail(const char* what) {
     fprintf(stderr, "%s\n", what);
     abort();

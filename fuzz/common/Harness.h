@@ -14,7 +14,7 @@ namespace qvfuzz {
 
 // Sends the library's log to a callback that checks each message is a
 // terminated wide string and discards it: the log costs little and prints
-// nothing. Call once, from LLVMFuzzerInitialize.
+// nothing. The shared LLVMFuzzerInitialize calls it.
 void QuietLog();
 
 // A broken property of the library: prints the message and aborts, which
