@@ -84,7 +84,10 @@ void MakeDesc(qvfuzz::Input& in, qvfuzz::Noise& noise, const Format& f, Desc& d)
     const int rows = f.rows == Rows::Chroma ? (lumaRows + 1) / 2 : lumaRows;
     // Bottom-up rows are addressed from `height`; top-down ones need not fill it.
     const uint8_t fields = in.U8();
-    p.height = f.rows == Rows::BottomUp ? (fields >= 250 ? p.y + p.cy - 1 : lumaRows)
+    // A bottom-up height one row short of the rectangle must be refused; the
+    // buffer never holds more rows than the sizes above allow.
+    const int shortHeight = static_cast<int>(std::min<int64_t>(int64_t{p.y} + p.cy - 1, lumaRows));
+    p.height = f.rows == Rows::BottomUp ? (fields >= 250 ? shortHeight : lumaRows)
                                         : lumaRows * (fields % 4) / 3;
     p.width = cols * ((fields >> 2) % 4) / 3;
     const int allocated = f.rows == Rows::BottomUp ? (p.height > 0 ? p.height : 0) : rows;
