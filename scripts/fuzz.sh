@@ -19,8 +19,8 @@ cd "$(dirname "$0")/.."
 
 TARGETS=(utf audio_converter mediafile resize color plugin_scan)
 # Runs per target in --ci mode: a few seconds each on 2 cores.
-declare -A CI_RUNS=([utf]=20000 [audio_converter]=2000 [mediafile]=1500 [resize]=6000
-                    [color]=10000 [plugin_scan]=300)
+declare -A CI_RUNS=([utf]=20000 [audio_converter]=1500 [mediafile]=1000 [resize]=6000
+                    [color]=10000 [plugin_scan]=200)
 
 ci=0
 seconds=300

@@ -49,7 +49,7 @@ tsan_pass() {
 tsan_pass
 
 # Fuzzing: every libFuzzer target of fuzz/ for a fixed, short number of runs
-# from its seed corpus (clang build in build/fuzz; about three minutes).
+# from its seed corpus (clang build in build/fuzz; about two minutes when idle).
 echo "== fuzz targets (scripts/fuzz.sh --ci)"
 bash scripts/fuzz.sh --ci
 
