@@ -2,10 +2,6 @@
 // exactly the reference rows' samples (AudioRows.cpp): the positions and
 // weights go through the same IEEE double operations in the same order, lane
 // by lane, and the samples near a block's end go through the scalar formulas.
-// On x86 the library carries no vector library at run time, and the vector
-// library's debug assertions (on in debug and sanitizer builds) call into it;
-// the checker verifies every lane index here against guarded buffers instead.
-#define HWY_IS_DEBUG_BUILD 0
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "audio/AudioRows_hwy.cpp"
 #include <hwy/foreach_target.h>  // IWYU pragma: keep
