@@ -30,16 +30,18 @@ struct Swr {
         AVChannelLayout in, out;
         av_channel_layout_default(&in, inChannels);
         av_channel_layout_default(&out, outChannels);
-        swr_alloc_set_opts2(&ctx, &out, AV_SAMPLE_FMT_S16, outRate, &in, AV_SAMPLE_FMT_S16, inRate, 0, nullptr);
+        swr_alloc_set_opts2(&ctx, &out, AV_SAMPLE_FMT_S16, outRate, &in, AV_SAMPLE_FMT_S16, inRate,
+                            0, nullptr);
         swr_init(ctx);
     }
     ~Swr() { swr_free(&ctx); }
 };
 
 void AudioJob(int inChannels, int inRate, int outChannels, int outRate) {
-    const std::string job = "Audio " + std::to_string(inRate) + (inChannels == 1 ? " mono" : " stereo") + "->" +
-                            std::to_string(outRate) + (outChannels == 1 ? " mono" : " stereo") + " blocks of " +
-                            std::to_string(kBlockFrames);
+    const std::string job = "Audio " + std::to_string(inRate) +
+                            (inChannels == 1 ? " mono" : " stereo") + "->" +
+                            std::to_string(outRate) + (outChannels == 1 ? " mono" : " stereo") +
+                            " blocks of " + std::to_string(kBlockFrames);
     auto in = std::make_shared<std::vector<short>>(Samples(size_t(kBlockFrames) * inChannels, 7));
     // Room for a block's output at any of these ratios, with slack for the
     // peer's filter delay.

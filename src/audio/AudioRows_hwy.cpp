@@ -115,7 +115,8 @@ template <class DD, class DI, class D16>
 HWY_INLINE void StoreMono(DD dd, DI di, D16 d16, hn::Vec<DI> a, hn::Vec<DI> b, hn::Vec<DD> f,
                           short* out) {
     const auto v = Lerp(dd, di, a, b, f);
-    hn::StoreU(hn::DemoteTo(d16, hn::Min(hn::Max(v, hn::Set(di, -32767)), hn::Set(di, 32767))), d16, out);
+    const auto clamped = hn::Min(hn::Max(v, hn::Set(di, -32767)), hn::Set(di, 32767));
+    hn::StoreU(hn::DemoteTo(d16, clamped), d16, out);
 }
 
 void ResampleMono(const short* W, int m, short* out, int n) {
@@ -145,8 +146,8 @@ void ResampleMono(const short* W, int m, short* out, int n) {
             Neighbours(di, dw, hn::PromoteTo(dw, hn::LoadU(d16w, W + j0)), rel, a, b);
         } else {
             // W[j] and W[j + 1] as one 32-bit lane.
-            const auto pairs =
-                hn::GatherOffset(di, reinterpret_cast<const int32_t*>(W + j0), hn::ShiftLeft<1>(rel));
+            const auto pairs = hn::GatherOffset(di, reinterpret_cast<const int32_t*>(W + j0),
+                                                hn::ShiftLeft<1>(rel));
             a = LowHalf(pairs);
             b = HighHalf(pairs);
         }
@@ -176,8 +177,9 @@ void ResampleStereo(const short* W, int m, short* out, int n) {
     // Vectors while frame j + 1 lies in the block, reading windows of frames
     // j0 .. j0 + 2N - 1 while those do (the last whole frame is (m - 2) / 2)
     // and gathering after; the last frames one by one.
-    const int windowEnd =
-        frames > 0 && m >= 2 && Windowed(m, n) ? FirstBeyond(m, n, frames, (m - 2) / 2 - (2 * N - 1)) : 0;
+    const int windowEnd = frames > 0 && m >= 2 && Windowed(m, n)
+                              ? FirstBeyond(m, n, frames, (m - 2) / 2 - (2 * N - 1))
+                              : 0;
     const int safe = frames > 0 && m >= 4 ? FirstBeyond(m, n, frames, (m - 4) / 2) : 0;
     const auto md = hn::Set(dd, static_cast<double>(m));
     const auto nd = hn::Set(dd, static_cast<double>(n));

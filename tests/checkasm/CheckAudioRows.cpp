@@ -49,8 +49,8 @@ std::vector<int> Counts() {
 // Output counts for a mapped block of m samples: the usual rate pairs, odd
 // ones, extremes both ways, each nudged by a random remainder.
 std::vector<int> OutputCounts(int m, checkasm::Rng& rng) {
-    const double ratios[] = {1.0,        44100.0 / 48000, 48000.0 / 44100, 0.5,         2.0,
-                             8000.0 / 48000, 96000.0 / 8000, 44099.0 / 48001, 1.0 / 64, 300.0};
+    const double ratios[] = {1.0, 44100.0 / 48000, 48000.0 / 44100, 0.5, 2.0, 8000.0 / 48000,
+                             96000.0 / 8000, 44099.0 / 48001, 1.0 / 64, 300.0};
     std::vector<int> n;
     for (double r : ratios) {
         const double spare = rng.Range(-300, 300) / 100.0;
@@ -68,8 +68,9 @@ const Guarded::Side kSides[] = {Guarded::kGuardAfter, Guarded::kGuardBefore};
 // Runs `row` of the reference and of every target into the same guarded
 // buffer of `count` samples and asserts the same bytes (after a first
 // mismatch, nothing more is run).
-void Compare(const std::vector<qv::cpu::Target>& targets, const char* name, int count, uint64_t seed,
-             Guarded::Side side, const std::function<void(const AudioRows&, short*)>& row) {
+void Compare(const std::vector<qv::cpu::Target>& targets, const char* name, int count,
+             uint64_t seed, Guarded::Side side,
+             const std::function<void(const AudioRows&, short*)>& row) {
     if (count == 0 || ::testing::Test::HasFatalFailure()) return;
     Pcm out(count, seed, side);
     row(qv::audio::AudioRowFamily().Reference(), out.data());
@@ -88,10 +89,12 @@ TEST(Checkasm, AudioChannelMapsMatchTheReferenceRows) {
         for (Guarded::Side side : kSides) {
             const uint64_t seed = rng.Next();
             Pcm mono(count, seed, side), stereo(2 * count, seed + 1, side);
-            Compare(targets, "monoToStereo, samples out: ", 2 * count, seed + 2, side,
-                    [&](const AudioRows& r, short* out) { r.monoToStereo(mono.data(), count, out); });
-            Compare(targets, "stereoToMono, samples out: ", count, seed + 3, side,
-                    [&](const AudioRows& r, short* out) { r.stereoToMono(stereo.data(), count, out); });
+            Compare(
+                targets, "monoToStereo, samples out: ", 2 * count, seed + 2, side,
+                [&](const AudioRows& r, short* out) { r.monoToStereo(mono.data(), count, out); });
+            Compare(
+                targets, "stereoToMono, samples out: ", count, seed + 3, side,
+                [&](const AudioRows& r, short* out) { r.stereoToMono(stereo.data(), count, out); });
         }
 }
 
@@ -113,8 +116,9 @@ TEST(Checkasm, AudioResamplersMatchTheReferenceRows) {
             Compare(targets, ("resampleStereo " + what).c_str(), even, seed + 1, side,
                     [&](const AudioRows& r, short* out) { r.resampleStereo(W, m, out, even); });
             for (int channels : {1, 2})
-                Compare(targets, ("copyHolding " + what).c_str(), n, seed + 1, side,
-                        [&](const AudioRows& r, short* out) { r.copyHolding(W, m, out, n, channels); });
+                Compare(
+                    targets, ("copyHolding " + what).c_str(), n, seed + 1, side,
+                    [&](const AudioRows& r, short* out) { r.copyHolding(W, m, out, n, channels); });
         }
 }
 
@@ -141,7 +145,8 @@ Outcome Convert(const Scenario& s) {
     for (int block = rng.Range(1, 10); block > 0; --block) {
         const int frames = rng.Range(0, 5) == 0 ? rng.Range(500, 5000) : rng.Range(1, 70);
         in.resize(size_t(frames) * s.inCh + rng.Range(0, 1));  // sometimes a partial frame
-        for (short& v : in) v = rng.Range(0, 9) == 0 ? -32768 : static_cast<short>(rng.Next() >> 48);
+        for (short& v : in)
+            v = rng.Range(0, 9) == 0 ? -32768 : static_cast<short>(rng.Next() >> 48);
         run.counts.push_back(c.Put(in.data(), static_cast<int>(in.size())));
         // Take all, or leave some waiting for the next block.
         const int take = rng.Range(0, 2) ? c.GetValidSize() : rng.Range(0, c.GetValidSize());
@@ -162,8 +167,9 @@ TEST(Checkasm, AudioConverterMatchesTheReferenceWhole) {
     const double saved = CAudioConverter::s_dSpare;
     for (qv::cpu::Target target : checkasm::SimdTargets())
         for (int round = 0; round < 60; ++round) {
-            const Scenario s{rng.Range(1, 2), rng.Range(1, 2), rates[rng.Range(0, 9)], rates[rng.Range(0, 9)],
-                             buffers[rng.Range(0, 3)], rng.Range(-400, 400) / 128.0, rng.Next()};
+            const Scenario s{rng.Range(1, 2), rng.Range(1, 2), rates[rng.Range(0, 9)],
+                             rates[rng.Range(0, 9)], buffers[rng.Range(0, 3)],
+                             rng.Range(-400, 400) / 128.0, rng.Next()};
             Outcome want, got;
             {
                 qv::cpu::ScopedTarget on(qv::cpu::kReference);
@@ -173,8 +179,9 @@ TEST(Checkasm, AudioConverterMatchesTheReferenceWhole) {
                 qv::cpu::ScopedTarget on(target);
                 got = Convert(s);
             }
-            const std::string what = std::string(qv::cpu::TargetName(target)) + " " + std::to_string(s.inCh) + "ch" +
-                                     std::to_string(s.inRate) + "->" + std::to_string(s.outCh) + "ch" +
+            const std::string what = std::string(qv::cpu::TargetName(target)) + " " +
+                                     std::to_string(s.inCh) + "ch" + std::to_string(s.inRate) +
+                                     "->" + std::to_string(s.outCh) + "ch" +
                                      std::to_string(s.outRate) + " round " + std::to_string(round);
             ASSERT_EQ(want.counts, got.counts) << what;
             ASSERT_EQ(want.samples, got.samples) << what;
