@@ -1,9 +1,10 @@
-// Reference rows of the 4:2:0 to RGB converters: the fast inverse form, the
-// chroma terms once per 2x2 block and four pixels per iteration. Every SIMD
-// target must reproduce these bytes.
+// Reference rows of the 4:2:0 (and packed 4:2:2) to RGB converters: the fast
+// inverse form, the chroma terms once per 2x2 block (per macropixel) and four
+// (two) pixels per iteration. Every SIMD target must reproduce these bytes.
 #include "image/YuvToRgbRows.h"
 
 #include "image/ColorRows.h"
+#include "image/Yuy2Rows.h"
 
 namespace qv::image {
 namespace {
@@ -43,9 +44,20 @@ void LastRowToRgb(const uint8_t* __restrict y, const uint8_t* __restrict u,
     }
 }
 
+void PackedRowToRgb(const uint8_t* __restrict src, uint8_t* __restrict dst, int pairs, bool yuy2) {
+    const PackedOrder o = OrderOf(yuy2);
+    for (int k = 0; k < pairs; ++k) {
+        const uint8_t* m = src + k * 4;
+        const InvTerms t = InverseTerms(m[o.u], m[o.v]);
+        StoreBgr(dst + k * 6, m[o.y0], t);
+        StoreBgr(dst + k * 6 + 3, m[o.y1], t);
+    }
+}
+
 constexpr YuvToRgbRows kReferenceRows = {
     RowPairToRgb<3, false>, RowPairToRgb<4, false>, RowPairToRgb<4, true>,
-    LastRowToRgb<3, false>, LastRowToRgb<4, false>, LastRowToRgb<4, true>};
+    LastRowToRgb<3, false>, LastRowToRgb<4, false>, LastRowToRgb<4, true>,
+    PackedRowToRgb};
 
 qv::cpu::Family<YuvToRgbRows> g_family(&kReferenceRows);
 

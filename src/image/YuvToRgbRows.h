@@ -1,6 +1,7 @@
-// Row kernels of the planar 4:2:0 to RGB converters. The picture walk in
-// ConvertYuv420ToRgb.cpp checks arguments, orders rows and converts the odd
-// column; these functions convert whole rows. Every target's rows give
+// Row kernels of the fast inverse form: planar 4:2:0 to RGB, and packed
+// 4:2:2 to 24-bit RGB. The walks in ConvertYuv420ToRgb.cpp and
+// ConvertYuy2.cpp check arguments, order rows and convert odd columns; these
+// functions convert whole rows. Every target's rows give
 // exactly the bytes of the reference rows.
 #ifndef QUEVARRA_SRC_IMAGE_YUVTORGBROWS_H
 #define QUEVARRA_SRC_IMAGE_YUVTORGBROWS_H
@@ -25,6 +26,10 @@ using YuvRowPairFn = void (*)(const uint8_t* y0, const uint8_t* y1, const uint8_
 using YuvLastRowFn = void (*)(const uint8_t* y, const uint8_t* u, const uint8_t* v, uint8_t* d,
                               int evenWidth);
 
+// Packed 4:2:2 to 24-bit pixels: `pairs` macropixels (YUY2 order when yuy2,
+// else UYVY) to 2 * pairs pixels.
+using PackedToRgbFn = void (*)(const uint8_t* src, uint8_t* dst, int pairs, bool yuy2);
+
 struct YuvToRgbRows {
     YuvRowPairFn rowPair24;
     YuvRowPairFn rowPair32;   // fourth byte left alone
@@ -32,6 +37,7 @@ struct YuvToRgbRows {
     YuvLastRowFn lastRow24;
     YuvLastRowFn lastRow32;
     YuvLastRowFn lastRow32A;
+    PackedToRgbFn packedToRgb24;
 };
 
 // The rows of every compiled target; Active() gives the calling thread's.

@@ -10,6 +10,9 @@
 // chroma sample in 32-bit lanes (a pair multiply-add of (U, V)) and shared by
 // both pixels of the pair and both rows.
 //
+// Packed 4:2:2 rows take the same path: luma from the even (or odd) bytes,
+// the (U, V) byte pairs widened like the chroma.
+//
 // Lane order: luma is widened per 128-bit block (pixels 16b..16b+7 in the
 // low vector's block b, the next eight in the high one), chroma is widened
 // to match, and the block-wise saturating pack restores pixel order.
@@ -124,15 +127,22 @@ HWY_INLINE GroupTerms ChromaOf(const uint8_t* u, const uint8_t* v) {
     return GroupTerms{TermsOf(lo), TermsOf(hi)};
 }
 
+// The same from interleaved (U, V) bytes in pixel-pair order.
+HWY_INLINE GroupTerms ChromaOfPairs(V8 uv) {
+    const D8 d8;
+    const V16 lo = hn::BitCast(D16(), hn::ZipLower(uv, hn::Zero(d8)));
+    const V16 hi = hn::BitCast(D16(), hn::ZipUpper(DU16(), uv, hn::Zero(d8)));
+    return GroupTerms{TermsOf(lo), TermsOf(hi)};
+}
+
 HWY_INLINE VU16 Channel(VU16 y149, const Split& s) {
     return hn::Add(hn::ShiftRight<7>(hn::Add(y149, s.tl)), s.th);
 }
 
 // kKind 0: 24-bit; 1: 32-bit, fourth byte left alone; 2: 32-bit, fourth byte 255.
 template <int kKind>
-HWY_INLINE void RowGroup(const uint8_t* y, const GroupTerms& t, uint8_t* d) {
+HWY_INLINE void RowGroup(V8 luma, const GroupTerms& t, uint8_t* d) {
     const D8 d8;
-    const V8 luma = hn::LoadU(d8, y);
     const V8 zero = hn::Zero(d8);
     const VU16 k149 = hn::Set(DU16(), 149);
     const VU16 ylo = hn::Mul(hn::BitCast(DU16(), hn::ZipLower(luma, zero)), k149);
@@ -160,9 +170,10 @@ HWY_INLINE void RowGroup(const uint8_t* y, const GroupTerms& t, uint8_t* d) {
 template <int kKind>
 HWY_INLINE void Group(const uint8_t* y0, const uint8_t* y1, const uint8_t* u, const uint8_t* v,
                       uint8_t* d0, uint8_t* d1) {
+    const D8 d8;
     const GroupTerms t = ChromaOf(u, v);
-    RowGroup<kKind>(y0, t, d0);
-    if (y1) RowGroup<kKind>(y1, t, d1);
+    RowGroup<kKind>(hn::LoadU(d8, y0), t, d0);
+    if (y1) RowGroup<kKind>(hn::LoadU(d8, y1), t, d1);
 }
 
 // Whole groups from the left; the last group ends at evenWidth and may
@@ -205,6 +216,28 @@ void LastRow(const uint8_t* y, const uint8_t* u, const uint8_t* v, uint8_t* d, i
     Rows<kKind>(y, nullptr, u, v, d, nullptr, evenWidth);
 }
 
+// Lanes(D8) pixels from twice as many packed bytes.
+HWY_INLINE void PackedGroup(const uint8_t* src, uint8_t* dst, bool yuy2) {
+    const D8 d8;
+    const V8 a0 = hn::LoadU(d8, src), a1 = hn::LoadU(d8, src + hn::Lanes(d8));
+    const V8 even = hn::ConcatEven(d8, a1, a0), odd = hn::ConcatOdd(d8, a1, a0);
+    RowGroup<0>(yuy2 ? even : odd, ChromaOfPairs(yuy2 ? odd : even), dst);
+}
+
+void PackedRow(const uint8_t* src, uint8_t* dst, int pairs, bool yuy2) {
+    const int group = static_cast<int>(hn::Lanes(D8()));  // pixels
+    const int width = 2 * pairs;
+    if (width < group) {
+        YuvToRgbFamily().Reference().packedToRgb24(src, dst, pairs, yuy2);
+        return;
+    }
+    for (int x = 0;; x += group) {
+        if (x > width - group) x = width - group;
+        PackedGroup(src + static_cast<ptrdiff_t>(x) * 2, dst + static_cast<ptrdiff_t>(x) * 3, yuy2);
+        if (x == width - group) return;
+    }
+}
+
 #endif  // QV_YUV_TO_RGB_SIMD
 
 }  // namespace HWY_NAMESPACE
@@ -218,7 +251,7 @@ namespace HWY_NAMESPACE {
 namespace {
 #if QV_YUV_TO_RGB_SIMD
 constexpr YuvToRgbRows kRows = {RowPair<0>, RowPair<1>, RowPair<2>,
-                                LastRow<0>, LastRow<1>, LastRow<2>};
+                                LastRow<0>, LastRow<1>, LastRow<2>, PackedRow};
 const bool kRegistered = YuvToRgbFamily().Register(HWY_TARGET, &kRows);
 #endif
 }  // namespace
