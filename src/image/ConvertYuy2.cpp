@@ -57,6 +57,30 @@ ptrdiff_t At(int row, int pitch, ptrdiff_t column) {
     return static_cast<ptrdiff_t>(row) * pitch + column;
 }
 
+// `rows` rows of `width` bytes, `pitch` apart (either way), from `first`.
+struct PlaneRect {
+    uint8_t* first;
+    ptrdiff_t pitch;
+    size_t width;
+    int rows;
+    uintptr_t Lo() const {
+        return reinterpret_cast<uintptr_t>(first) + (pitch < 0 ? (rows - 1) * pitch : 0);
+    }
+    uintptr_t Hi() const {
+        return reinterpret_cast<uintptr_t>(first) + (pitch > 0 ? (rows - 1) * pitch : 0) + width;
+    }
+};
+
+bool Overlap(const PlaneRect& a, const PlaneRect& b) { return a.Lo() < b.Hi() && b.Lo() < a.Hi(); }
+
+void CopyPlane(const PlaneRect& dst, const PlaneRect& src) {
+    if (dst.pitch == static_cast<ptrdiff_t>(dst.width) && src.pitch == dst.pitch) {
+        memcpy(dst.first, src.first, dst.width * static_cast<size_t>(dst.rows));
+        return;
+    }
+    for (int r = 0; r < dst.rows; ++r) memcpy(dst.first + r * dst.pitch, src.first + r * src.pitch, dst.width);
+}
+
 }  // namespace
 
 // An odd xDst moves the packed side to the macropixel boundary below it and
@@ -237,6 +261,25 @@ void YV12_Blt_fast(unsigned char* pYDst, unsigned char* pUDst, unsigned char* pV
                                                Addressable(xSrc / 2 + chromaWidth, ySrc / 2 + chromaRows, nPtVSrc),
                           QV_OFFSETS_FIT);
     const size_t chromaBytes = (static_cast<size_t>(cx) + 1) / 2;
+    const int pairs = static_cast<int>((int64_t{yEnd} - yDst + 1) / 2);
+    const PlaneRect dst[3] = {
+        {pYDst + At(yDst, nPtYDst, xDst), nPtYDst, static_cast<size_t>(cx), 2 * pairs},
+        {pUDst + At(yDst / 2, nPtUDst, (xDst + 1) / 2), nPtUDst, chromaBytes, pairs},
+        {pVDst + At(yDst / 2, nPtVDst, (xDst + 1) / 2), nPtVDst, chromaBytes, pairs}};
+    const PlaneRect src[3] = {
+        {pYSrc + At(ySrc, nPtYSrc, xSrc), nPtYSrc, static_cast<size_t>(cx), 2 * pairs},
+        {pUSrc + At(ySrc / 2, nPtUSrc, (xSrc + 1) / 2), nPtUSrc, chromaBytes, pairs},
+        {pVSrc + At(ySrc / 2, nPtVSrc, (xSrc + 1) / 2), nPtVSrc, chromaBytes, pairs}};
+    // When no byte is both written and read, or written twice, the order of
+    // the copies cannot show: copy plane by plane, contiguous rows at once.
+    bool apart = true;
+    for (int i = 0; i < 3; ++i)
+        for (int j = 0; j < 3; ++j)
+            apart = apart && !Overlap(dst[i], src[j]) && (j <= i || !Overlap(dst[i], dst[j]));
+    if (apart) {
+        for (int p = 0; p < 3; ++p) CopyPlane(dst[p], src[p]);
+        return;
+    }
     for (int i = 0; yDst + 2 * i < yEnd; ++i) {
         const int y = yDst + 2 * i, ys = ySrc + 2 * i;
         memmove(pYDst + At(y, nPtYDst, xDst), pYSrc + At(ys, nPtYSrc, xSrc), cx);

@@ -29,7 +29,9 @@ namespace hn = hwy::HWY_NAMESPACE;
 
 #if QV_YUY2_SIMD
 
-using D8 = hn::ScalableTag<uint8_t>;
+// At most 256 bits: the moves are bound by loads and stores, and 512-bit
+// stores into rows of any alignment split cache lines on every store.
+using D8 = hn::CappedTag<uint8_t, 32>;
 using V8 = hn::Vec<D8>;
 
 // 64-bit lane i takes lane i / 2 (even i) or N / 2 + i / 2 (odd i), so that
@@ -38,10 +40,8 @@ using V8 = hn::Vec<D8>;
 HWY_INLINE V8 Spread(V8 x) {
 #if HWY_TARGET == HWY_SSE4
     return x;
-#elif HWY_TARGET == HWY_AVX2
-    return V8{_mm256_permute4x64_epi64(x.raw, 0xD8)};
 #else
-    return V8{_mm512_permutexvar_epi64(_mm512_setr_epi64(0, 4, 1, 5, 2, 6, 3, 7), x.raw)};
+    return V8{_mm256_permute4x64_epi64(x.raw, 0xD8)};
 #endif
 }
 
@@ -109,24 +109,29 @@ HWY_INLINE void PackRow(const uint8_t* y, V8 uvA, V8 uvB, uint8_t* p, bool yuy2)
     hn::StoreU(q3, d8, p + 3 * n);
 }
 
-void Pair420ToPacked(const uint8_t* y0, const uint8_t* y1, const uint8_t* u, const uint8_t* v,
-                     uint8_t* top, uint8_t* bottom, int pairs, bool yuy2) {
+// One packed row from one luma row and the chroma row.
+HWY_INLINE void Row420ToPacked(const uint8_t* y, const uint8_t* u, const uint8_t* v, uint8_t* p,
+                               int pairs, bool yuy2) {
     const D8 d8;
     const int group = static_cast<int>(hn::Lanes(d8));  // macropixels
-    if (pairs < group) {
-        Yuy2Family().Reference().pair420ToPacked(y0, y1, u, v, top, bottom, pairs, yuy2);
-        return;
-    }
     for (int k = 0;; k += group) {
         if (k > pairs - group) k = pairs - group;
         V8 uvA, uvB;
         Zip(Spread(hn::LoadU(d8, u + k)), Spread(hn::LoadU(d8, v + k)), uvA, uvB);
-        uvA = Spread(uvA);
-        uvB = Spread(uvB);
-        PackRow(y0 + 2 * k, uvA, uvB, top + 4 * k, yuy2);
-        PackRow(y1 + 2 * k, uvA, uvB, bottom + 4 * k, yuy2);
+        PackRow(y + 2 * k, Spread(uvA), Spread(uvB), p + 4 * k, yuy2);
         if (k == pairs - group) return;
     }
+}
+
+// Row by row: fewer streams in flight than both rows at once.
+void Pair420ToPacked(const uint8_t* y0, const uint8_t* y1, const uint8_t* u, const uint8_t* v,
+                     uint8_t* top, uint8_t* bottom, int pairs, bool yuy2) {
+    if (pairs < static_cast<int>(hn::Lanes(D8()))) {
+        Yuy2Family().Reference().pair420ToPacked(y0, y1, u, v, top, bottom, pairs, yuy2);
+        return;
+    }
+    Row420ToPacked(y0, u, v, top, pairs, yuy2);
+    Row420ToPacked(y1, u, v, bottom, pairs, yuy2);
 }
 
 void SwapPacked(const uint8_t* src, uint8_t* dst, int groups) {

@@ -8,6 +8,8 @@
 #include <quevarra/qv_color.h>
 
 #include <algorithm>
+#include <cstdlib>
+#include <cstring>
 
 #include "checkasm/Guarded.h"
 #include "image/YuvToRgbRows.h"
@@ -212,6 +214,56 @@ TEST(Checkasm, Yuy2ConvertersMatchTheReferenceWhole) {
                 ASSERT_TRUE(dst[0] == dst[1]) << what << " Rgb24_2_YUY2";
             }
         }
+}
+
+// The plane copy in the row-pair order of its contract: two luma rows, one
+// U row, one V row, each as one memmove.
+void Yv12Pairs(uint8_t* const dst[3], const int dp[3], uint8_t* const src[3], const int sp[3],
+               int xd, int yd, int cx, int yEnd, int xs, int ys) {
+    const size_t cw = (size_t(cx) + 1) / 2;
+    for (int i = 0; yd + 2 * i < yEnd; ++i) {
+        for (int k = 0; k < 2; ++k)
+            memmove(dst[0] + (yd + 2 * i + k) * dp[0] + xd, src[0] + (ys + 2 * i + k) * sp[0] + xs,
+                    cx);
+        for (int p = 1; p < 3; ++p)
+            memmove(dst[p] + (yd / 2 + i) * dp[p] + (xd + 1) / 2,
+                    src[p] + (ys / 2 + i) * sp[p] + (xs + 1) / 2, cw);
+    }
+}
+
+// Planes placed in one buffer, apart or overlapping (the source shifted onto
+// the destination), with pitches equal to the width or padded: the plane-wise
+// copies must give what the row-pair order gives.
+TEST(Checkasm, Yv12BltKeepsTheRowPairOrder) {
+    checkasm::Rng rng(9);
+    for (int round = 0; round < 300; ++round) {
+        const int cx = rng.Range(1, 40), rows = rng.Range(1, 9);
+        const int xd = rng.Range(0, 3), yd = rng.Range(0, 3), xs = rng.Range(0, 3),
+                  ys = rng.Range(0, 3);
+        const int yEnd = yd + rows;
+        const bool tight = rng.Range(0, 1) == 1;
+        const int pitchY = tight && xd == 0 && xs == 0 ? cx : cx + 4 + rng.Range(0, 3);
+        const int pitchC = tight && xd == 0 && xs == 0 ? (cx + 1) / 2 : (cx + 1) / 2 + 3;
+        const int lumaBytes = pitchY * (std::max(yd, ys) + rows + 2);
+        const int chromaBytes = pitchC * (std::max(yd, ys) / 2 + rows / 2 + 2);
+        const int planes = lumaBytes + 2 * chromaBytes;
+        const int shift = rng.Range(0, 2) == 0 ? rng.Range(-5, 5) : planes + 8;  // far: apart
+        const int size = planes + std::abs(shift) + planes;
+        Guarded a(size, rng.Next()), b(size, 0);
+        b.CopyFrom(a);
+        const int dp[3] = {pitchY, pitchC, pitchC};
+        auto layout = [&](uint8_t* base, int at, uint8_t* out[3]) {
+            out[0] = base + at, out[1] = out[0] + lumaBytes, out[2] = out[1] + chromaBytes;
+        };
+        const int dstAt = shift < 0 ? -shift : 0, srcAt = dstAt + shift;
+        uint8_t *da[3], *sa[3], *db[3], *sb[3];
+        layout(a.data(), dstAt, da), layout(a.data(), srcAt, sa);
+        layout(b.data(), dstAt, db), layout(b.data(), srcAt, sb);
+        Yv12Pairs(da, dp, sa, dp, xd, yd, cx, yEnd, xs, ys);
+        YV12_Blt_fast(db[0], db[1], db[2], dp[0], dp[1], dp[2], xd, yd, cx, yEnd, sb[0], sb[1],
+                      sb[2], dp[0], dp[1], dp[2], xs, ys);
+        ASSERT_TRUE(a.Bytes() == b.Bytes()) << cx << "x" << rows << " shift " << shift;
+    }
 }
 
 }  // namespace
