@@ -75,7 +75,12 @@ bool Overlap(const PlaneRect& a, const PlaneRect& b) { return a.Lo() < b.Hi() &&
 
 void CopyPlane(const PlaneRect& dst, const PlaneRect& src) {
     if (dst.pitch == static_cast<ptrdiff_t>(dst.width) && src.pitch == dst.pitch) {
-        memcpy(dst.first, src.first, dst.width * static_cast<size_t>(dst.rows));
+        // In pieces that stay in the cache: the C library streams large
+        // copies past it, which is slower for a frame read again soon.
+        constexpr size_t kPiece = size_t{1} << 16;
+        const size_t total = dst.width * static_cast<size_t>(dst.rows);
+        for (size_t at = 0; at < total; at += kPiece)
+            memcpy(dst.first + at, src.first + at, total - at < kPiece ? total - at : kPiece);
         return;
     }
     for (int r = 0; r < dst.rows; ++r) memcpy(dst.first + r * dst.pitch, src.first + r * src.pitch, dst.width);
