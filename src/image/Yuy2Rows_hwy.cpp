@@ -3,8 +3,8 @@
 //
 // Packed to planar splits even and odd bytes; the vertical chroma mean is
 // the rounding byte average less the carry it rounded up, (a ^ b) & 1.
-// Planar to packed interleaves in pixel order: the 64-bit lanes of each
-// input are spread so that the block-wise interleaves come out in order.
+// Planar to packed interleaves luma with (U, V) pairs block by block and
+// stores the blocks in pixel order.
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "image/Yuy2Rows_hwy.cpp"
 #include <hwy/foreach_target.h>  // IWYU pragma: keep
@@ -14,7 +14,7 @@
 
 #include "image/Yuy2Rows.h"
 
-// x86 targets only (the lane spread): elsewhere the reference rows serve.
+// x86 targets only (block stores): elsewhere the reference rows serve.
 #undef QV_YUY2_SIMD
 #if HWY_ARCH_X86 && HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
 #define QV_YUY2_SIMD 1
@@ -33,23 +33,6 @@ namespace hn = hwy::HWY_NAMESPACE;
 // stores into rows of any alignment split cache lines on every store.
 using D8 = hn::CappedTag<uint8_t, 32>;
 using V8 = hn::Vec<D8>;
-
-// 64-bit lane i takes lane i / 2 (even i) or N / 2 + i / 2 (odd i), so that
-// each 128-bit block holds a quarter of the vector's first half, then the
-// same quarter of its second half.
-HWY_INLINE V8 Spread(V8 x) {
-#if HWY_TARGET == HWY_SSE4
-    return x;
-#else
-    return V8{_mm256_permute4x64_epi64(x.raw, 0xD8)};
-#endif
-}
-
-// a0 b0 a1 b1 ... in pixel order: the first half to lo, the second to hi.
-HWY_INLINE void Zip(V8 spreadA, V8 spreadB, V8& lo, V8& hi) {
-    lo = hn::InterleaveLower(D8(), spreadA, spreadB);
-    hi = hn::InterleaveUpper(D8(), spreadA, spreadB);
-}
 
 HWY_INLINE V8 FloorMean(V8 a, V8 b) {
     return hn::Sub(hn::AverageRound(a, b), hn::And(hn::Xor(a, b), hn::Set(D8(), 1)));
@@ -90,48 +73,62 @@ void PackedPairTo420(const uint8_t* top, const uint8_t* bottom, uint8_t* y0, uin
     }
 }
 
-// One planar row's 2 * Lanes(D8) pixels with their spread chroma pairs.
-HWY_INLINE void PackRow(const uint8_t* y, V8 uvA, V8 uvB, uint8_t* p, bool yuy2) {
-    const D8 d8;
-    const size_t n = hn::Lanes(d8);
-    const V8 ya = Spread(hn::LoadU(d8, y)), yb = Spread(hn::LoadU(d8, y + n));
-    V8 q0, q1, q2, q3;
-    if (yuy2) {
-        Zip(ya, uvA, q0, q1);
-        Zip(yb, uvB, q2, q3);
-    } else {
-        Zip(uvA, ya, q0, q1);
-        Zip(uvB, yb, q2, q3);
-    }
-    hn::StoreU(q0, d8, p);
-    hn::StoreU(q1, d8, p + n);
-    hn::StoreU(q2, d8, p + 2 * n);
-    hn::StoreU(q3, d8, p + 3 * n);
+// Stores the block-wise interleaves of a 32-pixel (or 8-pixel) group's luma
+// and chroma pairs in pixel order: block b of lo holds pixels 16b..16b+7, of
+// hi the next eight, so two block swaps give two whole stores.
+HWY_INLINE void StoreBlocks(V8 lo, V8 hi, uint8_t* p) {
+#if HWY_TARGET == HWY_SSE4
+    hn::StoreU(lo, D8(), p);
+    hn::StoreU(hi, D8(), p + 16);
+#else
+    auto* q = reinterpret_cast<__m256i*>(p);
+    _mm256_storeu_si256(q, _mm256_permute2x128_si256(lo.raw, hi.raw, 0x20));
+    _mm256_storeu_si256(q + 1, _mm256_permute2x128_si256(lo.raw, hi.raw, 0x31));
+#endif
 }
 
-// One packed row from one luma row and the chroma row.
-HWY_INLINE void Row420ToPacked(const uint8_t* y, const uint8_t* u, const uint8_t* v, uint8_t* p,
-                               int pairs, bool yuy2) {
+// Lanes(D8) pixels of one packed row from luma and chroma.
+template <bool kYuy2>
+HWY_INLINE void Group420ToPacked(const uint8_t* y, const uint8_t* u, const uint8_t* v,
+                                 uint8_t* p) {
     const D8 d8;
-    const int group = static_cast<int>(hn::Lanes(d8));  // macropixels
-    for (int k = 0;; k += group) {
-        if (k > pairs - group) k = pairs - group;
-        V8 uvA, uvB;
-        Zip(Spread(hn::LoadU(d8, u + k)), Spread(hn::LoadU(d8, v + k)), uvA, uvB);
-        PackRow(y + 2 * k, Spread(uvA), Spread(uvB), p + 4 * k, yuy2);
-        if (k == pairs - group) return;
+    const hn::Repartition<uint16_t, D8> d16;
+    const hn::Rebind<uint8_t, decltype(d16)> dh;
+    // (U, V) byte pairs in pixel order.
+    const V8 uv = hn::BitCast(d8, hn::Or(hn::PromoteTo(d16, hn::LoadU(dh, u)),
+                                         hn::ShiftLeft<8>(hn::PromoteTo(d16, hn::LoadU(dh, v)))));
+    const V8 luma = hn::LoadU(d8, y);
+    if (kYuy2)
+        StoreBlocks(hn::InterleaveLower(d8, luma, uv), hn::InterleaveUpper(d8, luma, uv), p);
+    else
+        StoreBlocks(hn::InterleaveLower(d8, uv, luma), hn::InterleaveUpper(d8, uv, luma), p);
+}
+
+// One packed row from one luma row and the chroma row; the last group ends
+// at the row's end and may overlap the one before it.
+template <bool kYuy2>
+HWY_NOINLINE void Row420ToPacked(const uint8_t* y, const uint8_t* u, const uint8_t* v,
+                                 uint8_t* p, int pairs) {
+    const size_t group = hn::Lanes(D8()) / 2;  // macropixels
+    const size_t n = static_cast<size_t>(pairs);
+    size_t k = 0;
+    for (; k + group <= n; k += group) Group420ToPacked<kYuy2>(y + 2 * k, u + k, v + k, p + 4 * k);
+    if (k < n) {
+        k = n - group;
+        Group420ToPacked<kYuy2>(y + 2 * k, u + k, v + k, p + 4 * k);
     }
 }
 
 // Row by row: fewer streams in flight than both rows at once.
 void Pair420ToPacked(const uint8_t* y0, const uint8_t* y1, const uint8_t* u, const uint8_t* v,
                      uint8_t* top, uint8_t* bottom, int pairs, bool yuy2) {
-    if (pairs < static_cast<int>(hn::Lanes(D8()))) {
+    if (pairs < static_cast<int>(hn::Lanes(D8()) / 2)) {
         Yuy2Family().Reference().pair420ToPacked(y0, y1, u, v, top, bottom, pairs, yuy2);
         return;
     }
-    Row420ToPacked(y0, u, v, top, pairs, yuy2);
-    Row420ToPacked(y1, u, v, bottom, pairs, yuy2);
+    auto row = yuy2 ? Row420ToPacked<true> : Row420ToPacked<false>;
+    row(y0, u, v, top, pairs);
+    row(y1, u, v, bottom, pairs);
 }
 
 void SwapPacked(const uint8_t* src, uint8_t* dst, int groups) {
