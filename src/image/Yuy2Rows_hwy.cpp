@@ -12,6 +12,7 @@
 
 #include <stdint.h>
 
+#include "image/RgbToYuvRows.h"
 #include "image/Yuy2Rows.h"
 
 // x86 targets only (block stores): elsewhere the reference rows serve.
@@ -131,6 +132,32 @@ void Pair420ToPacked(const uint8_t* y0, const uint8_t* y1, const uint8_t* u, con
     row(y1, u, v, bottom, pairs);
 }
 
+// 24-bit pixels to packed: the RGB to 4:2:0 last-row kernel of this target
+// gives luma and the horizontal pairs' chroma, (ua + ub + 256) >> 1, which
+// is the packed form's; the 4:2:0 to packed row then interleaves them. Pieces
+// of at most kPiece macropixels go through the stack; a short last piece
+// is moved back to end at the row's end, repeating a few macropixels.
+void RgbToPacked(const uint8_t* src, uint8_t* dst, int pairs, bool yuy2) {
+    const int group = static_cast<int>(hn::Lanes(D8()) / 2);
+    if (pairs < group) {
+        Yuy2Family().Reference().rgbToPacked(src, dst, pairs, yuy2);
+        return;
+    }
+    constexpr int kPiece = 256;
+    HWY_ALIGN uint8_t luma[2 * kPiece], u[kPiece], v[kPiece];
+    const RgbLastRowFn forward = RgbToYuvFamily().For(HWY_TARGET).lastRow24;
+    auto row = yuy2 ? Row420ToPacked<true> : Row420ToPacked<false>;
+    for (int k = 0; k < pairs; k += kPiece) {
+        int count = pairs - k < kPiece ? pairs - k : kPiece;
+        if (count < group) {
+            k = pairs - group;
+            count = group;
+        }
+        forward(src + static_cast<ptrdiff_t>(k) * 6, luma, nullptr, u, v, 2 * count);
+        row(luma, u, v, dst + static_cast<ptrdiff_t>(k) * 4, count);
+    }
+}
+
 void SwapPacked(const uint8_t* src, uint8_t* dst, int groups) {
     const D8 d8;
     const size_t bytes = static_cast<size_t>(groups) * 4;
@@ -168,6 +195,7 @@ const Yuy2Rows* MakeRows() {
     rows.packedPairTo420 = PackedPairTo420;
     rows.pair420ToPacked = Pair420ToPacked;
     rows.swapPacked = SwapPacked;
+    rows.rgbToPacked = RgbToPacked;
     return &rows;
 }
 const bool kRegistered = Yuy2Family().Register(HWY_TARGET, MakeRows());
