@@ -77,7 +77,7 @@ void CopyPlane(const PlaneRect& dst, const PlaneRect& src) {
     if (dst.pitch == static_cast<ptrdiff_t>(dst.width) && src.pitch == dst.pitch) {
         // In pieces that stay in the cache: the C library streams large
         // copies past it, which is slower for a frame read again soon.
-        constexpr size_t kPiece = size_t{1} << 16;
+        constexpr size_t kPiece = size_t{1} << 19;
         const size_t total = dst.width * static_cast<size_t>(dst.rows);
         for (size_t at = 0; at < total; at += kPiece)
             memcpy(dst.first + at, src.first + at, total - at < kPiece ? total - at : kPiece);
