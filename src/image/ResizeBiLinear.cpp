@@ -2,6 +2,7 @@
 // averaging luma variant.
 #include <cstring>
 
+#include "image/PackedRows.h"
 #include "image/PlaneRows.h"
 #include "image/ResizeCommon.h"
 
@@ -10,27 +11,6 @@ using namespace qv::image;
 namespace {
 
 constexpr uint8_t kLumaBlack = 16;
-
-// 4-byte pixels between rows in0 and in1: bytes 0..2 interpolated, byte 3
-// from the upper-left neighbour; the last column copies `lastCol` whole.
-void BiLinearRow32(const uint8_t* in0, const uint8_t* in1, uint8_t* out, int count,
-                   int64_t step, int lastCol, int wy1) {
-    int64_t fx = 0;
-    for (int i = 0; i < count - 1; ++i, fx += step) {
-        const int c = static_cast<int>(fx >> kShift);
-        const int c1 = c < lastCol ? c + 1 : lastCol;
-        const int wx1 = static_cast<int>(fx & kFrac);
-        const uint8_t* a = in0 + 4 * c;
-        const uint8_t* b = in0 + 4 * c1;
-        const uint8_t* d = in1 + 4 * c;
-        const uint8_t* e = in1 + 4 * c1;
-        uint8_t* o = out + 4 * i;
-        for (int k = 0; k < 3; ++k)
-            o[k] = static_cast<uint8_t>(BiLinearSample(a[k], b[k], d[k], e[k], wx1, wy1));
-        o[3] = a[3];
-    }
-    std::memcpy(out + 4 * (count - 1), in0 + 4 * lastCol, 4);
-}
 
 // Stepped nearest-neighbour row with the last pixel pinned (bpp 1 or 4).
 void NearPinnedRow(const uint8_t* in, uint8_t* out, int count, int64_t step, int lastCol,
@@ -49,6 +29,7 @@ int BiLinerBottomUp(const IMG_PARAM& src, IMG_PARAM& dst, int bpp) {
     const int64_t stepY = Q12Step(src.cy, dst.cy);
     const int lastCol = src.cx - 1;
     const int lastRow = src.y + src.cy - 1;
+    const PackedRows& packed = PackedRowFamily().Active();
     int64_t fy = 0;
     for (int j = 0; j < dst.cy - 1; ++j, fy += stepY) {
         const int r = static_cast<int>(fy >> kShift) + src.y;
@@ -58,7 +39,7 @@ int BiLinerBottomUp(const IMG_PARAM& src, IMG_PARAM& dst, int bpp) {
         const uint8_t* in1 = RowBottomUp(src, r1) + bpp * src.x;
         uint8_t* out = RowBottomUp(dst, dst.y + j) + bpp * dst.x;
         if (bpp == 4) {
-            BiLinearRow32(in0, in1, out, dst.cx, stepX, lastCol, wy1);
+            packed.bilinearRow(in0, in1, out, dst.cx, stepX, lastCol, wy1);
         } else {
             PlaneRowFamily().Active().bilinearRow(in0, in1, out, dst.cx - 1, stepX, lastCol, wy1);
             out[dst.cx - 1] = in0[lastCol];
