@@ -17,22 +17,33 @@ void NearRow32(const uint8_t* in, uint8_t* out, int count, int64_t step, int las
     std::memcpy(out + 4 * (count - 1), in + 4 * lastCol, 4);
 }
 
+// Bytes 0..2 of destination pixel i (at fx) between rows in0 and in1 into
+// s; returns in0's pixel c, the upper-left neighbour.
+inline const uint8_t* BiLinearPixel(const uint8_t* in0, const uint8_t* in1, int64_t fx,
+                                    int lastCol, int wy1, int s[3]) {
+    const int c = static_cast<int>(fx >> kShift);
+    const int c1 = c < lastCol ? c + 1 : lastCol;
+    const int wx1 = static_cast<int>(fx & kFrac);
+    const uint8_t* a = in0 + 4 * c;
+    const uint8_t* b = in0 + 4 * c1;
+    const uint8_t* d = in1 + 4 * c;
+    const uint8_t* e = in1 + 4 * c1;
+    for (int k = 0; k < 3; ++k)
+        s[k] = BiLinearSample(a[k], b[k], d[k], e[k], wx1, wy1);
+    return a;
+}
+
 // 4-byte pixels between rows in0 and in1: bytes 0..2 interpolated, byte 3
 // from the upper-left neighbour; the last column copies `lastCol` whole.
 void BiLinearRow32(const uint8_t* in0, const uint8_t* in1, uint8_t* out, int count,
                    int64_t step, int lastCol, int wy1) {
     int64_t fx = 0;
     for (int i = 0; i < count - 1; ++i, fx += step) {
-        const int c = static_cast<int>(fx >> kShift);
-        const int c1 = c < lastCol ? c + 1 : lastCol;
-        const int wx1 = static_cast<int>(fx & kFrac);
-        const uint8_t* a = in0 + 4 * c;
-        const uint8_t* b = in0 + 4 * c1;
-        const uint8_t* d = in1 + 4 * c;
-        const uint8_t* e = in1 + 4 * c1;
+        int s[3];
+        const uint8_t* a = BiLinearPixel(in0, in1, fx, lastCol, wy1, s);
         uint8_t* o = out + 4 * i;
         for (int k = 0; k < 3; ++k)
-            o[k] = static_cast<uint8_t>(BiLinearSample(a[k], b[k], d[k], e[k], wx1, wy1));
+            o[k] = static_cast<uint8_t>(s[k]);
         o[3] = a[3];
     }
     std::memcpy(out + 4 * (count - 1), in0 + 4 * lastCol, 4);
@@ -56,16 +67,8 @@ void AlphaRow(const uint8_t* in0, const uint8_t* in1, uint8_t* out, int count, i
               int lastCol, int wy1) {
     int64_t fx = 0;
     for (int i = 0; i < count - 1; ++i, fx += step) {
-        const int c = static_cast<int>(fx >> kShift);
-        const int c1 = c < lastCol ? c + 1 : lastCol;
-        const int wx1 = static_cast<int>(fx & kFrac);
-        const uint8_t* a = in0 + 4 * c;
-        const uint8_t* b = in0 + 4 * c1;
-        const uint8_t* d = in1 + 4 * c;
-        const uint8_t* e = in1 + 4 * c1;
         int s[3];
-        for (int k = 0; k < 3; ++k)
-            s[k] = BiLinearSample(a[k], b[k], d[k], e[k], wx1, wy1);
+        const uint8_t* a = BiLinearPixel(in0, in1, fx, lastCol, wy1, s);
         Composite(s, a[3], out + 4 * i);
     }
     CompositePixel(in0 + 4 * lastCol, out + 4 * (count - 1));
