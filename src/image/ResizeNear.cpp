@@ -1,4 +1,5 @@
 // Nearest-neighbour resizers: packed 4-byte, 8-bit, luma and chroma planes.
+#include <cstring>
 #include <new>
 
 #include "image/PackedRows.h"
@@ -32,10 +33,16 @@ QV_API int DIB_ResizeNear(const IMG_PARAM& src, IMG_PARAM& dst) {
     const int lastCol = src.cx - 1;
     const PackedRows& rows = PackedRowFamily().Active();
     int64_t fy = 0;
+    int previous = -1;
     for (int j = 0; j < dst.cy; ++j, fy += stepY) {
         const int s = j < dst.cy - 1 ? static_cast<int>(fy >> kShift) + src.y : src.y + src.cy - 1;
-        rows.nearRow(RowBottomUp(src, s) + 4 * src.x, RowBottomUp(dst, dst.y + j) + 4 * dst.x, dst.cx,
-                     stepX, lastCol);
+        uint8_t* out = RowBottomUp(dst, dst.y + j) + 4 * dst.x;
+        // Enlarging repeats source rows: the row just written is copied whole.
+        if (s == previous)
+            std::memcpy(out, RowBottomUp(dst, dst.y + j - 1) + 4 * dst.x, 4 * size_t(dst.cx));
+        else
+            rows.nearRow(RowBottomUp(src, s) + 4 * src.x, out, dst.cx, stepX, lastCol);
+        previous = s;
     }
     return 1;
 }
