@@ -79,7 +79,7 @@ PackedPicture Rows(const py::buffer_info& b, const std::string& what, py::ssize_
     return {static_cast<const uint8_t*>(b.ptr), stride};
 }
 
-int64_t Ticks(double seconds) {
+int64_t StreamTime(double seconds) {
     // Beyond this the 100 ns count would not fit 64 bits.
     if (!std::isfinite(seconds) || std::fabs(seconds) > 9.0e11)
         throw py::value_error("time: expected a finite number of seconds, got " + std::to_string(seconds));
@@ -127,7 +127,7 @@ public:
         CheckOpen();
         const FileConfig& c = m_writer->Config();
         if (!m_writer->HasVideo()) throw py::value_error("write_video: " + NoStream("video"));
-        const int64_t t = Ticks(time);
+        const int64_t t = StreamTime(time);
         const py::ssize_t h = c.videoInfo.height, w = c.videoInfo.width;
         unsigned result = 0;
         bool open;
@@ -167,7 +167,7 @@ public:
     unsigned WriteAudio(const py::object& samples, double time) {
         CheckOpen();
         if (!m_writer->HasAudio()) throw py::value_error("write_audio: " + NoStream("audio"));
-        const int64_t t = Ticks(time);
+        const int64_t t = StreamTime(time);
         const py::ssize_t channels = m_writer->Config().audioInfo.channels;
         const std::string shape = channels == 1 ? "(n,) or (n, 1)" : "(n, " + std::to_string(channels) + ")";
         const py::buffer_info b = AcquireBuffer(samples, "samples", ("an int16 array of shape " + shape).c_str());

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <stdexcept>
 
 #include "Runtime.h"
 
@@ -19,6 +20,31 @@ constexpr double kTicksPerSecond = 10000000.0;
 constexpr size_t kFramesPerPiece = size_t{1} << 20;
 
 int32_t Ticks(double seconds) { return static_cast<int32_t>(std::lround(seconds * kTicksPerSecond)); }
+
+// The files this thread is inside a call of. A log handler or progress
+// callback that comes back to the same file would wait for itself: it is
+// refused instead.
+struct Inside {
+    const Writer* writer;
+    const Inside* outer;
+};
+thread_local const Inside* t_inside = nullptr;
+
+bool IsInside(const Writer* writer) {
+    for (const Inside* i = t_inside; i; i = i->outer)
+        if (i->writer == writer) return true;
+    return false;
+}
+
+struct Enter {
+    Inside inside;
+    explicit Enter(const Writer* writer) : inside{writer, t_inside} {
+        if (IsInside(writer))
+            throw std::runtime_error("a MediaFile cannot be used from a callback of one of its own calls");
+        t_inside = &inside;
+    }
+    ~Enter() { t_inside = inside.outer; }
+};
 
 }  // namespace
 
@@ -50,6 +76,7 @@ Writer::~Writer() {
 }
 
 bool Writer::IsOpen() const {
+    if (IsInside(this)) return m_handle != nullptr;  // this thread holds it open
     std::shared_lock<std::shared_mutex> lock(m_lifetime);
     return m_handle != nullptr;
 }
@@ -69,6 +96,7 @@ unsigned Writer::WriteFrame(const uint8_t* const planes[3], const int pitches[3]
 
 bool Writer::WritePlanes(const uint8_t* const planes[3], const ptrdiff_t pitches[3], int64_t time,
                          unsigned& result) {
+    Enter enter(this);
     std::shared_lock<std::shared_mutex> alive(m_lifetime);
     if (!m_handle) return false;
     std::lock_guard<std::mutex> stream(m_videoMutex);
@@ -78,6 +106,7 @@ bool Writer::WritePlanes(const uint8_t* const planes[3], const ptrdiff_t pitches
 }
 
 bool Writer::WritePacked(const PackedPicture& picture, int64_t time, unsigned& result) {
+    Enter enter(this);
     std::shared_lock<std::shared_mutex> alive(m_lifetime);
     if (!m_handle) return false;
     std::lock_guard<std::mutex> stream(m_videoMutex);
@@ -103,6 +132,7 @@ unsigned Writer::WriteBlock(const int16_t* samples, size_t frames, int64_t time)
 
 bool Writer::WriteAudio(const uint8_t* data, ptrdiff_t frameStride, ptrdiff_t sampleStride, size_t frames,
                         int64_t time, unsigned& result) {
+    Enter enter(this);
     std::shared_lock<std::shared_mutex> alive(m_lifetime);
     if (!m_handle) return false;
     std::lock_guard<std::mutex> stream(m_audioMutex);
@@ -132,6 +162,7 @@ bool Writer::WriteAudio(const uint8_t* data, ptrdiff_t frameStride, ptrdiff_t sa
 }
 
 QV_MEDIAFILE_STATS Writer::Stats() const {
+    Enter enter(this);
     std::shared_lock<std::shared_mutex> alive(m_lifetime);
     if (!m_handle) return m_finalStats;
     QV_MEDIAFILE_STATS stats{};
@@ -141,6 +172,7 @@ QV_MEDIAFILE_STATS Writer::Stats() const {
 }
 
 bool Writer::Close(QVPROGRESS_CALLBACK progress, void* user) {
+    Enter enter(this);
     std::unique_lock<std::shared_mutex> alone(m_lifetime);
     if (!m_handle) return false;
     m_finalStats.cbSize = sizeof m_finalStats;

@@ -6,8 +6,8 @@
 # when it was not built) the installed module is imported and writes a file
 # likewise, with only PYTHONPATH set. Variables: QV_BUILD_DIR, QV_WORK_DIR,
 # QV_CONSUMER_DIR, QV_GENERATOR, QV_CXX_COMPILER, QV_SANITIZE, QV_EXAMPLE (the
-# README's host example), QV_PYTHON, QV_ASAN_RUNTIME (preloaded into the
-# interpreter for a sanitized module).
+# README's host example), QV_PYTHON, QV_SANITIZER_PRELOAD (the
+# sanitizer runtimes preloaded into the interpreter for a sanitized module).
 
 function(run)
   execute_process(COMMAND ${ARGN} RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
@@ -45,8 +45,8 @@ function(run_python root dir)
   file(MAKE_DIRECTORY "${dir}")
   set(site "${root}/lib/python3/dist-packages")
   set(env --unset=QUEVARRA_BUNDLE --unset=QUEVARRA_LOG --unset=LD_LIBRARY_PATH "PYTHONPATH=${site}")
-  if(QV_ASAN_RUNTIME)
-    list(APPEND env "LD_PRELOAD=${QV_ASAN_RUNTIME}" ASAN_OPTIONS=detect_leaks=0)
+  if(QV_SANITIZER_PRELOAD)
+    list(APPEND env "LD_PRELOAD=${QV_SANITIZER_PRELOAD}" ASAN_OPTIONS=detect_leaks=0)
   endif()
   # Hiding numpy shows that the module does without it.
   set(script [=[
