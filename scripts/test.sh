@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds and runs the whole test suite twice (normal, then AddressSanitizer +
-# UndefinedBehaviorSanitizer), and checks the 32-bit record layout.
+# UndefinedBehaviorSanitizer), then the threaded tests under ThreadSanitizer,
+# and checks the 32-bit record layout.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/deps.sh
@@ -29,4 +30,21 @@ echo "== test build/normal with QUEVARRA_CPU=scalar"
 QUEVARRA_CPU=scalar ctest --test-dir build/normal -j "$JOBS" --output-on-failure --no-tests=error
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \
   run_suite build/sanitize -DCMAKE_BUILD_TYPE=Debug -DQV_SANITIZE=ON
+
+# ThreadSanitizer over the tests that run the library on several threads at
+# once (label "threads", and qvencode writing audio on a second thread); only
+# what they need is built.
+tsan_pass() {
+  local dir=build/tsan start=$SECONDS
+  echo "== build $dir (ThreadSanitizer)"
+  cmake -S . -B "$dir" -G Ninja -DQV_BUILD_TESTS=ON -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+    -DQV_SANITIZE_THREAD=ON > "$dir.configure.log" 2>&1 || { cat "$dir.configure.log"; return 1; }
+  cmake --build "$dir" -j "$JOBS" --target threads_test support_test mediafile_test qvencode_cli plxffmpeg
+  echo "== test $dir"
+  export TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1
+  ctest --test-dir "$dir" -j "$JOBS" --output-on-failure --no-tests=error -L threads
+  ctest --test-dir "$dir" --output-on-failure --no-tests=error -R 'EndToEnd\.SecondThreadAudio'
+  echo "== $dir: build and run took $((SECONDS - start)) s"
+}
+tsan_pass
 echo "== all suites passed"

@@ -10,13 +10,15 @@
  * s_dSpare, whose read and update are serialised. */
 class QV_API CAudioConverter {
 public:
-    /* bufferSize 0 means 262144 samples. */
+    /* bufferSize 0 (or less) means 262144 samples; above 16777216 it is taken
+     * as 16777216 (the arrays grow when a block needs more). */
     CAudioConverter(int inChannels, int outChannels, int inRate, int outRate, int bufferSize);
     ~CAudioConverter();
     CAudioConverter(const CAudioConverter&) = delete;
     CAudioConverter& operator=(const CAudioConverter&) = delete;
 
-    /* Converts count input samples and queues them; returns the waiting count. */
+    /* Converts count input samples and queues them; returns the waiting count.
+     * Whole sample frames only: a trailing partial frame is dropped. */
     int Put(const short* samples, int count);
     /* Moves up to count waiting samples to out; returns how many. */
     int Get(short* out, int count);

@@ -57,6 +57,7 @@ public:
     pthread_mutex_t m_VideoStatsMutex;   /* guards the video fields of m_Stats */
     pthread_mutex_t m_AudioStatsMutex;   /* guards the audio fields of m_Stats */
     QV_MEDIAFILE_STATS m_Stats;          /* what QVGetMediaFileStats reports; zero after Close */
+    int32_t m_bPartialFrameLogged;       /* an audio block of partial frames has been logged */
 };
 
 extern "C" {

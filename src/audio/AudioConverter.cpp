@@ -16,6 +16,9 @@
 namespace {
 
 constexpr int kDefaultCapacity = 262144;
+// A larger initial size is taken as this one: the arrays are zero-filled when
+// made, and they grow anyway when a block needs more.
+constexpr int kMaxInitialCapacity = 1 << 24;
 
 // New zero-filled array of `capacity` samples holding the first `keep` samples of `old`.
 short* GrownCopy(const short* old, int keep, int capacity) {
@@ -63,7 +66,7 @@ CAudioConverter::CAudioConverter(int inChannels, int outChannels, int inRate, in
       m_nWorkCapacity(0) {
     // Two carried samples live at the start of the work array, so it is never
     // smaller than that.
-    int capacity = bufferSize > 0 ? std::max(bufferSize, 2) : kDefaultCapacity;
+    int capacity = bufferSize > 0 ? std::clamp(bufferSize, 2, kMaxInitialCapacity) : kDefaultCapacity;
     m_pBuffer = GrownCopy(nullptr, 0, capacity);
     m_pWork = GrownCopy(nullptr, 0, capacity);
     if (m_pBuffer && m_pWork) {
@@ -123,10 +126,15 @@ bool EnsureWork(short*& work, int& workCapacity, long long mapped) {
 }  // namespace
 
 int CAudioConverter::Put(const short* samples, int count) {
-    if (count <= 0 || !samples) return m_nValid;
-
     bool sameFormat = m_nInChannels == m_nOutChannels &&
                       (m_nInRate == m_nOutRate || !RatesUsable(m_nInRate, m_nOutRate));
+    // Whole input sample frames only: a trailing partial frame is dropped, or
+    // it would shift every later frame's channels. Passed through unchanged,
+    // frames are of the input's own channel count; converted, of one or two.
+    const int frame = sameFormat ? std::max(m_nInChannels, 1) : (m_nInChannels == 1 ? 1 : 2);
+    count -= count > 0 ? count % frame : 0;
+    if (count <= 0 || !samples) return m_nValid;
+
     double factor = RatesUsable(m_nInRate, m_nOutRate)
                         ? static_cast<double>(m_nOutRate) / static_cast<double>(m_nInRate)
                         : 1.0;

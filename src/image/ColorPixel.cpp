@@ -41,14 +41,17 @@ void PixelYUV_2_RGB(int y, int u, int v, int& r, int& g, int& b) {
 
 // Reference path: only the even part of the picture is converted; an odd last
 // column or row is left as the destination held it. Null pointers and
-// non-positive sizes convert nothing rather than crash.
+// non-positive sizes are logged and convert nothing.
 void Yuv420_2_rgb24Simple(BITMAPINFOHEADER* lpDstBmi, unsigned char* lpDstBits,
                           unsigned char* pY, unsigned char* pU, unsigned char* pV, int nPt_Y,
                           int nPt_U, int nPt_V) {
-    if (!lpDstBmi || !lpDstBits || !pY || !pU || !pV) return;
+    QV_COLOR_REQUIRE("Yuv420_2_rgb24Simple", lpDstBmi && lpDstBits && pY && pU && pV);
     const int W = lpDstBmi->biWidth;
     const int H = lpDstBmi->biHeight;
-    if (W <= 0 || H <= 0) return;
+    QV_COLOR_REQUIRE("Yuv420_2_rgb24Simple", W > 0 && H > 0);
+    QV_COLOR_REQUIRE_TEXT("Yuv420_2_rgb24Simple", PlanesAddressable(W, H, nPt_Y, nPt_U, nPt_V) &&
+                                                     Addressable(int64_t{W} * 3, H, Dib24Pitch(W)),
+                          QV_OFFSETS_FIT);
     const RowWalk<uint8_t> dst = BottomUp(lpDstBits, H, Dib24Pitch(W));
     const Planes src{pY, pU, pV, nPt_Y, nPt_U, nPt_V};
     for (int j = 0; j < (H & ~1); j += 2) {
@@ -76,10 +79,13 @@ void Yuv420_2_rgb24Simple(BITMAPINFOHEADER* lpDstBmi, unsigned char* lpDstBits,
 void Rgb24_2_yuv420Simple(unsigned char* pY, unsigned char* pU, unsigned char* pV, int nPt_Y,
                           int nPt_U, int nPt_V, BITMAPINFOHEADER* lpSrcBmi,
                           unsigned char* lpSrcBits) {
-    if (!lpSrcBmi || !lpSrcBits || !pY || !pU || !pV) return;
+    QV_COLOR_REQUIRE("Rgb24_2_yuv420Simple", lpSrcBmi && lpSrcBits && pY && pU && pV);
     const int W = lpSrcBmi->biWidth;
     const int H = lpSrcBmi->biHeight;
-    if (W <= 0 || H <= 0) return;
+    QV_COLOR_REQUIRE("Rgb24_2_yuv420Simple", W > 0 && H > 0);
+    QV_COLOR_REQUIRE_TEXT("Rgb24_2_yuv420Simple", PlanesAddressable(W, H, nPt_Y, nPt_U, nPt_V) &&
+                                                     Addressable(int64_t{W} * 3, H, Dib24Pitch(W)),
+                          QV_OFFSETS_FIT);
     const RowWalk<const uint8_t> src = BottomUp<const uint8_t>(lpSrcBits, H, Dib24Pitch(W));
     const Planes dst{pY, pU, pV, nPt_Y, nPt_U, nPt_V};
     for (int j = 0; j < (H & ~1); j += 2) {

@@ -30,6 +30,28 @@ void ReportViolation(const char* function, const char* condition);
         }                                                  \
     } while (0)
 
+// Whether a walk over `rows` rows of `rowBytes` bytes each, `pitch` bytes
+// apart (either way), forms only offsets that an int holds: pictures past that
+// are refused at the entry, so row kernels may index with int. Rows closer
+// than their own length count as if they did not overlap, which also bounds
+// the work of a walk with a pitch of 0.
+inline bool Addressable(int64_t rowBytes, int64_t rows, int64_t pitch) {
+    const int64_t magnitude = pitch < 0 ? -pitch : pitch;
+    const int64_t step = magnitude > rowBytes ? magnitude : rowBytes;
+    return rowBytes <= INT32_MAX && (rows <= 0 || (rows - 1) * step + rowBytes <= INT32_MAX);
+}
+
+// The three planes of a W x H 4:2:0 picture; luma with the spare column that
+// odd widths write.
+inline bool PlanesAddressable(int64_t W, int64_t H, int pitchY, int pitchU, int pitchV) {
+    const int64_t cw = (W + 1) / 2, ch = (H + 1) / 2;
+    return Addressable(W + 1, H, pitchY) && Addressable(cw, ch, pitchU) &&
+           Addressable(cw, ch, pitchV);
+}
+
+// The condition text logged when a picture's offsets do not fit in int.
+#define QV_OFFSETS_FIT "the picture's byte offsets fit in int"
+
 inline uint8_t ClampByte(int value) {
     return static_cast<uint8_t>(value < 0 ? 0 : (value > 255 ? 255 : value));
 }

@@ -118,13 +118,16 @@ void RgbToYuv420(const RowWalk<const uint8_t>& src, const Planes& dst, uint8_t* 
 }  // namespace
 
 // Header converters take only a positive biHeight (bottom-up, or top-down for
-// Argb); any other height converts nothing.
+// Argb); any other height is logged and converts nothing.
 void Rgb32_2_yuv420(unsigned char* pY, unsigned char* pU, unsigned char* pV, int nPt_Y,
                     int nPt_U, int nPt_V, BITMAPINFOHEADER* lpSrcBmi, unsigned char* lpSrcBits) {
     QV_COLOR_REQUIRE("Rgb32_2_yuv420", lpSrcBmi && lpSrcBmi->biBitCount == 32);
     QV_COLOR_REQUIRE("Rgb32_2_yuv420", lpSrcBits && pY && pU && pV);
     const int W = lpSrcBmi->biWidth, H = lpSrcBmi->biHeight;
-    if (W <= 0 || H <= 0) return;
+    QV_COLOR_REQUIRE("Rgb32_2_yuv420", W > 0 && H > 0);
+    QV_COLOR_REQUIRE_TEXT("Rgb32_2_yuv420", PlanesAddressable(W, H, nPt_Y, nPt_U, nPt_V) &&
+                                   Addressable(int64_t{W} * 4, H, ptrdiff_t{W} * 4),
+                          QV_OFFSETS_FIT);
     RgbToYuv420<4, false>(BottomUp<const uint8_t>(lpSrcBits, H, ptrdiff_t{W} * 4),
                           Planes{pY, pU, pV, nPt_Y, nPt_U, nPt_V}, nullptr, W, H);
 }
@@ -134,7 +137,10 @@ void Rgb24_2_yuv420(unsigned char* pY, unsigned char* pU, unsigned char* pV, int
     QV_COLOR_REQUIRE("Rgb24_2_yuv420", lpSrcBmi && lpSrcBmi->biBitCount == 24);
     QV_COLOR_REQUIRE("Rgb24_2_yuv420", lpSrcBits && pY && pU && pV);
     const int W = lpSrcBmi->biWidth, H = lpSrcBmi->biHeight;
-    if (W <= 0 || H <= 0) return;
+    QV_COLOR_REQUIRE("Rgb24_2_yuv420", W > 0 && H > 0);
+    QV_COLOR_REQUIRE_TEXT("Rgb24_2_yuv420", PlanesAddressable(W, H, nPt_Y, nPt_U, nPt_V) &&
+                                   Addressable(int64_t{W} * 3, H, Dib24Pitch(W)),
+                          QV_OFFSETS_FIT);
     RgbToYuv420<3, false>(BottomUp<const uint8_t>(lpSrcBits, H, Dib24Pitch(W)),
                           Planes{pY, pU, pV, nPt_Y, nPt_U, nPt_V}, nullptr, W, H);
 }
@@ -144,7 +150,10 @@ void Argb_2_yuv420(unsigned char* pY, unsigned char* pU, unsigned char* pV, int 
     QV_COLOR_REQUIRE("Argb_2_yuv420", lpSrcBmi && lpSrcBmi->biBitCount == 32);
     QV_COLOR_REQUIRE("Argb_2_yuv420", lpSrcBits && pY && pU && pV);
     const int W = lpSrcBmi->biWidth, H = lpSrcBmi->biHeight;
-    if (W <= 0 || H <= 0) return;
+    QV_COLOR_REQUIRE("Argb_2_yuv420", W > 0 && H > 0);
+    QV_COLOR_REQUIRE_TEXT("Argb_2_yuv420", PlanesAddressable(W, H, nPt_Y, nPt_U, nPt_V) &&
+                                   Addressable(int64_t{W} * 4, H, ptrdiff_t{W} * 4),
+                          QV_OFFSETS_FIT);
     RgbToYuv420<4, false>(TopDown<const uint8_t>(lpSrcBits, ptrdiff_t{W} * 4),
                           Planes{pY, pU, pV, nPt_Y, nPt_U, nPt_V}, nullptr, W, H);
 }
@@ -157,7 +166,11 @@ void Rgb32_2_yuv420A(unsigned char* pY, unsigned char* pU, unsigned char* pV, un
     QV_COLOR_REQUIRE("Rgb32_2_yuv420A", lpSrcBmi && lpSrcBmi->biBitCount == 32);
     QV_COLOR_REQUIRE("Rgb32_2_yuv420A", lpSrcBits && pY && pU && pV);
     const int W = lpSrcBmi->biWidth, H = lpSrcBmi->biHeight;
-    if (W <= 0 || H <= 0 || !pA) return;
+    QV_COLOR_REQUIRE("Rgb32_2_yuv420A", W > 0 && H > 0);
+    QV_COLOR_REQUIRE_TEXT("Rgb32_2_yuv420A", PlanesAddressable(W, H, nPt_Y, nPt_U, nPt_V) &&
+                                                Addressable(int64_t{W} * 4, H, ptrdiff_t{W} * 4),
+                          QV_OFFSETS_FIT);
+    if (!pA) return;
     RgbToYuv420<4, true>(BottomUp<const uint8_t>(lpSrcBits, H, ptrdiff_t{W} * 4),
                          Planes{pY, pU, pV, nPt_Y, nPt_U, nPt_V}, pA, W, H);
 }
@@ -168,7 +181,12 @@ void Rgb32_2_yuv420_Ex(unsigned char* pY, unsigned char* pU, unsigned char* pV, 
                        int nPt_U, int nPt_V, unsigned char* lpSrcBits, int nWidth, int nHeight,
                        int nPitchSrc) {
     QV_COLOR_REQUIRE("Rgb32_2_yuv420_Ex", lpSrcBits && pY && pU && pV);
-    if (nWidth <= 0 || nHeight == 0 || nHeight == INT32_MIN) return;
+    QV_COLOR_REQUIRE_TEXT("Rgb32_2_yuv420_Ex", nWidth > 0 && nHeight != 0 && nHeight != INT32_MIN,
+                          "nWidth > 0 && nHeight != 0");
+    const int64_t rows = nHeight < 0 ? -int64_t{nHeight} : nHeight;
+    QV_COLOR_REQUIRE_TEXT("Rgb32_2_yuv420_Ex", PlanesAddressable(nWidth, rows, nPt_Y, nPt_U, nPt_V) &&
+                                                  Addressable(int64_t{nWidth} * 4, rows, nPitchSrc),
+                          QV_OFFSETS_FIT);
     const Planes planes{pY, pU, pV, nPt_Y, nPt_U, nPt_V};
     if (nHeight > 0) {
         RgbToYuv420<4, false>(TopDown<const uint8_t>(lpSrcBits, nPitchSrc), planes, nullptr,

@@ -82,13 +82,17 @@ void Yuv420ToRgb(const Planes& src, const RowWalk<uint8_t>& dst, int W, int H) {
 
 }  // namespace
 
-// Header converters take only a positive biHeight; any other converts nothing.
+// Header converters take only a positive biHeight; any other is logged and
+// converts nothing.
 void Yuv420_2_rgb24(BITMAPINFOHEADER* lpDstBmi, unsigned char* lpDstBits, unsigned char* pY,
                     unsigned char* pU, unsigned char* pV, int nPt_Y, int nPt_U, int nPt_V) {
     QV_COLOR_REQUIRE("Yuv420_2_rgb24", lpDstBmi && lpDstBmi->biBitCount == 24);
     QV_COLOR_REQUIRE("Yuv420_2_rgb24", lpDstBits && pY && pU && pV);
     const int W = lpDstBmi->biWidth, H = lpDstBmi->biHeight;
-    if (W <= 0 || H <= 0) return;
+    QV_COLOR_REQUIRE("Yuv420_2_rgb24", W > 0 && H > 0);
+    QV_COLOR_REQUIRE_TEXT("Yuv420_2_rgb24", PlanesAddressable(W, H, nPt_Y, nPt_U, nPt_V) &&
+                                   Addressable(int64_t{W} * 3, H, Dib24Pitch(W)),
+                          QV_OFFSETS_FIT);
     Yuv420ToRgb<3, false>(Planes{pY, pU, pV, nPt_Y, nPt_U, nPt_V},
                           BottomUp(lpDstBits, H, Dib24Pitch(W)), W, H);
 }
@@ -98,7 +102,10 @@ void Yuv420_2_rgb32(BITMAPINFOHEADER* lpDstBmi, unsigned char* lpDstBits, unsign
     QV_COLOR_REQUIRE("Yuv420_2_rgb32", lpDstBmi && lpDstBmi->biBitCount == 32);
     QV_COLOR_REQUIRE("Yuv420_2_rgb32", lpDstBits && pY && pU && pV);
     const int W = lpDstBmi->biWidth, H = lpDstBmi->biHeight;
-    if (W <= 0 || H <= 0) return;
+    QV_COLOR_REQUIRE("Yuv420_2_rgb32", W > 0 && H > 0);
+    QV_COLOR_REQUIRE_TEXT("Yuv420_2_rgb32", PlanesAddressable(W, H, nPt_Y, nPt_U, nPt_V) &&
+                                   Addressable(int64_t{W} * 4, H, ptrdiff_t{W} * 4),
+                          QV_OFFSETS_FIT);
     Yuv420ToRgb<4, false>(Planes{pY, pU, pV, nPt_Y, nPt_U, nPt_V},
                           BottomUp(lpDstBits, H, ptrdiff_t{W} * 4), W, H);
 }
@@ -108,7 +115,10 @@ void Yuv420_2_Argb(BITMAPINFOHEADER* lpDstBmi, unsigned char* lpDstBits, unsigne
     QV_COLOR_REQUIRE("Yuv420_2_Argb", lpDstBmi && lpDstBmi->biBitCount == 32);
     QV_COLOR_REQUIRE("Yuv420_2_Argb", lpDstBits && pY && pU && pV);
     const int W = lpDstBmi->biWidth, H = lpDstBmi->biHeight;
-    if (W <= 0 || H <= 0) return;
+    QV_COLOR_REQUIRE("Yuv420_2_Argb", W > 0 && H > 0);
+    QV_COLOR_REQUIRE_TEXT("Yuv420_2_Argb", PlanesAddressable(W, H, nPt_Y, nPt_U, nPt_V) &&
+                                   Addressable(int64_t{W} * 4, H, ptrdiff_t{W} * 4),
+                          QV_OFFSETS_FIT);
     Yuv420ToRgb<4, true>(Planes{pY, pU, pV, nPt_Y, nPt_U, nPt_V},
                          TopDown(lpDstBits, ptrdiff_t{W} * 4), W, H);
 }
@@ -122,6 +132,8 @@ void xTraceImage(BITMAPINFO* header, unsigned char* bits) {
     const int W = bmi.biWidth, H = bmi.biHeight;
     if (W <= 0 || H <= 0) return;
     const ptrdiff_t pitch = Dib24Pitch(W);
+    // Refused before any size is multiplied out: a huge header would overflow them.
+    QV_COLOR_REQUIRE_TEXT("xTraceImage", Addressable(pitch, H, pitch), QV_OFFSETS_FIT);
     bmi.biBitCount = 24;
     bmi.biCompression = 0;
     bmi.biSizeImage = static_cast<uint32_t>(pitch * H);

@@ -102,6 +102,17 @@ void SwapPackedRow(const uint8_t* src, uint8_t* dst, int groups) {
     }
 }
 
+// A cx x cy rectangle at (xp, yp) of a packed picture and at (xq, yq) of a
+// planar 4:2:0 one. Rows go in pairs and widths in macropixels, so one more of
+// each may be touched.
+bool PackedAnd420Addressable(int64_t xp, int64_t yp, int pitch, int64_t xq, int64_t yq, int pitchY,
+                             int pitchU, int pitchV, int cx, int cy) {
+    const int64_t width = int64_t{cx} + 1, rows = int64_t{cy} + 1;
+    return Addressable((xp + width) * 2, yp + rows, pitch) && Addressable(xq + width, yq + rows, pitchY) &&
+           Addressable(xq / 2 + width / 2, yq / 2 + rows / 2, pitchU) &&
+           Addressable(xq / 2 + width / 2, yq / 2 + rows / 2, pitchV);
+}
+
 ptrdiff_t At(int row, int pitch, ptrdiff_t column) {
     return static_cast<ptrdiff_t>(row) * pitch + column;
 }
@@ -124,6 +135,12 @@ void Rgb24_2_YUY2(unsigned char* lpBitsDst, int nPitchDst, int xDst, int yDst, i
     QV_COLOR_REQUIRE_TEXT("Rgb24_2_YUY2", int64_t{nPitchSrc} / 3 - xSrc >= cxDst,
                           "nPitchSrc / 3 - xSrc >= cxDst");
     if (cxDst <= 0 || cy <= 0) return;
+    QV_COLOR_REQUIRE_TEXT("Rgb24_2_YUY2", xDst >= 0 && yDst >= 0 && xSrc >= 0 && ySrc >= 0 &&
+                                              int64_t{ySrc} + cy <= nHeightSrc,
+                          "positions >= 0 && ySrc + cy <= nHeightSrc");
+    QV_COLOR_REQUIRE_TEXT("Rgb24_2_YUY2", Addressable((int64_t{xDst} + cxDst + 1) * 2, int64_t{yDst} + cy, nPitchDst) &&
+                                              Addressable((int64_t{xSrc} + cxDst + 1) * 3, nHeightSrc, nPitchSrc),
+                          QV_OFFSETS_FIT);
     if (xDst & 1) {
         xDst -= 1;
         cxDst += 1;
@@ -153,6 +170,12 @@ void YUY2_2_Rgb24(unsigned char* lpBitsDst, int nHeightDst, int nPitchDst, int x
                   int xSrc, int ySrc) {
     QV_COLOR_REQUIRE("YUY2_2_Rgb24", lpBitsDst && lpBitsSrc);
     if (cxDst <= 0 || cy <= 0) return;
+    QV_COLOR_REQUIRE_TEXT("YUY2_2_Rgb24", xDst >= 0 && yDst >= 0 && xSrc >= 0 && ySrc >= 0 &&
+                                              int64_t{yDst} + cy <= nHeightDst,
+                          "positions >= 0 && yDst + cy <= nHeightDst");
+    QV_COLOR_REQUIRE_TEXT("YUY2_2_Rgb24", Addressable((int64_t{xDst} + cxDst) * 3, nHeightDst, nPitchDst) &&
+                                              Addressable((int64_t{xSrc} + cxDst + 1) * 2, int64_t{ySrc} + cy, nPitchSrc),
+                          QV_OFFSETS_FIT);
     if (xSrc & 1) xSrc -= 1;
     const int n = cxDst & ~1;
     const PackedOrder o = OrderOf(bYUY2);
@@ -175,7 +198,13 @@ void YUY2_2_Rgb24(unsigned char* lpBitsDst, int nHeightDst, int nPitchDst, int x
 void YUY2_2_Yuv420(unsigned char* pY, unsigned char* pU, unsigned char* pV, int nPt_Y,
                    int nPt_U, int nPt_V, int xDst, int yDst, int cx, int cy,
                    unsigned char* lpBitsSrc, int nPitchSrc, unsigned bYUY2, int xSrc, int ySrc) {
-    if (!pY || !pU || !pV || !lpBitsSrc || cx <= 0 || cy <= 0) return;
+    QV_COLOR_REQUIRE("YUY2_2_Yuv420", pY && pU && pV && lpBitsSrc);
+    if (cx <= 0 || cy <= 0) return;
+    QV_COLOR_REQUIRE_TEXT("YUY2_2_Yuv420", xDst >= 0 && yDst >= 0 && xSrc >= 0 && ySrc >= 0,
+                          "positions >= 0");
+    QV_COLOR_REQUIRE_TEXT("YUY2_2_Yuv420", PackedAnd420Addressable(xSrc, ySrc, nPitchSrc, xDst, yDst, nPt_Y,
+                                                                   nPt_U, nPt_V, cx, cy),
+                          QV_OFFSETS_FIT);
     const PackedOrder o = OrderOf(bYUY2);
     const int pairs = (cx + 1) / 2;
     // The bound as an offset from pV; comparing offsets avoids forming
@@ -197,7 +226,13 @@ void YUY2_2_Yuv420(unsigned char* pY, unsigned char* pU, unsigned char* pV, int 
 void Yuv420_2_YUY2(unsigned char* lpBitsDst, int nPitchDst, int xDst, int yDst, int cx, int cy,
                    unsigned bYUY2, unsigned char* pY, unsigned char* pU, unsigned char* pV,
                    int nPt_Y, int nPt_U, int nPt_V, int xSrc, int ySrc) {
-    if (!lpBitsDst || !pY || !pU || !pV || cx <= 0 || cy <= 0) return;
+    QV_COLOR_REQUIRE("Yuv420_2_YUY2", lpBitsDst && pY && pU && pV);
+    if (cx <= 0 || cy <= 0) return;
+    QV_COLOR_REQUIRE_TEXT("Yuv420_2_YUY2", xDst >= 0 && yDst >= 0 && xSrc >= 0 && ySrc >= 0,
+                          "positions >= 0");
+    QV_COLOR_REQUIRE_TEXT("Yuv420_2_YUY2", PackedAnd420Addressable(xDst, yDst, nPitchDst, xSrc, ySrc, nPt_Y,
+                                                                   nPt_U, nPt_V, cx, cy),
+                          QV_OFFSETS_FIT);
     const PackedOrder o = OrderOf(bYUY2);
     const int pairs = (cx + 1) / 2;
     for (int r = 0; r < cy; r += 2) {
@@ -213,7 +248,13 @@ void Yuv420_2_YUY2(unsigned char* lpBitsDst, int nPitchDst, int xDst, int yDst, 
 void YUY2_Blt_fast(unsigned char* lpBitsDst, int nPitchDst, int xDst, int yDst, int cx, int cy,
                    unsigned bYUY2Dst, unsigned char* lpBitsSrc, int nPitchSrc, unsigned bYUY2Src,
                    int xSrc, int ySrc) {
-    if (!lpBitsDst || !lpBitsSrc || cx <= 0 || cy <= 0) return;
+    QV_COLOR_REQUIRE("YUY2_Blt_fast", lpBitsDst && lpBitsSrc);
+    if (cx <= 0 || cy <= 0) return;
+    QV_COLOR_REQUIRE_TEXT("YUY2_Blt_fast", xDst >= 0 && yDst >= 0 && xSrc >= 0 && ySrc >= 0,
+                          "positions >= 0");
+    QV_COLOR_REQUIRE_TEXT("YUY2_Blt_fast", Addressable((int64_t{xDst} + cx + 1) * 2, int64_t{yDst} + cy, nPitchDst) &&
+                                               Addressable((int64_t{xSrc} + cx + 1) * 2, int64_t{ySrc} + cy, nPitchSrc),
+                          QV_OFFSETS_FIT);
     for (int r = 0; r < cy; ++r) {
         const uint8_t* src = lpBitsSrc + At(ySrc + r, nPitchSrc, ptrdiff_t{xSrc} * 2);
         uint8_t* dst = lpBitsDst + At(yDst + r, nPitchDst, ptrdiff_t{xDst} * 2);
@@ -231,7 +272,20 @@ void YV12_Blt_fast(unsigned char* pYDst, unsigned char* pUDst, unsigned char* pV
                    int nPtUDst, int nPtVDst, int xDst, int yDst, int cx, int yEnd,
                    unsigned char* pYSrc, unsigned char* pUSrc, unsigned char* pVSrc, int nPtYSrc,
                    int nPtUSrc, int nPtVSrc, int xSrc, int ySrc) {
-    if (!pYDst || !pUDst || !pVDst || !pYSrc || !pUSrc || !pVSrc || cx <= 0) return;
+    QV_COLOR_REQUIRE("YV12_Blt_fast", pYDst && pUDst && pVDst && pYSrc && pUSrc && pVSrc);
+    if (cx <= 0 || yEnd <= yDst) return;
+    QV_COLOR_REQUIRE_TEXT("YV12_Blt_fast", xDst >= 0 && yDst >= 0 && xSrc >= 0 && ySrc >= 0,
+                          "positions >= 0");
+    // Luma rows go in pairs: an odd count copies one row more.
+    const int64_t rows = int64_t{yEnd} - yDst + 1, chromaRows = rows / 2 + 1;
+    const int64_t chromaWidth = (int64_t{cx} + 1) / 2 + 1;
+    QV_COLOR_REQUIRE_TEXT("YV12_Blt_fast", Addressable(int64_t{xDst} + cx, yDst + rows, nPtYDst) &&
+                                               Addressable(int64_t{xSrc} + cx, ySrc + rows, nPtYSrc) &&
+                                               Addressable(xDst / 2 + chromaWidth, yDst / 2 + chromaRows, nPtUDst) &&
+                                               Addressable(xDst / 2 + chromaWidth, yDst / 2 + chromaRows, nPtVDst) &&
+                                               Addressable(xSrc / 2 + chromaWidth, ySrc / 2 + chromaRows, nPtUSrc) &&
+                                               Addressable(xSrc / 2 + chromaWidth, ySrc / 2 + chromaRows, nPtVSrc),
+                          QV_OFFSETS_FIT);
     const size_t chromaBytes = (static_cast<size_t>(cx) + 1) / 2;
     for (int i = 0; yDst + 2 * i < yEnd; ++i) {
         const int y = yDst + 2 * i, ys = ySrc + 2 * i;

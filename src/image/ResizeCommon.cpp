@@ -26,7 +26,12 @@ bool AcceptPlane(const IMG_PARAM& p, int minSide, PlaneFormat format) {
     // it would be addressed before the buffer's first byte.
     if (format.layout == Layout::BottomUp && static_cast<int64_t>(p.y) + p.cy > p.height)
         return false;
-    return true;
+    // Every byte a walk touches, up to one row past the rectangle (edge reads
+    // and the luma margins), must lie within what an int offset addresses from
+    // pBits: row kernels may index with int.
+    const int64_t rows =
+        format.layout == Layout::BottomUp ? int64_t{p.height} : int64_t{p.y} + p.cy + 1;
+    return rows * RowLength(p) <= INT32_MAX;
 }
 
 }  // namespace

@@ -41,7 +41,8 @@ int ExtentRows(const IMG_PARAM& p);
 // True when both descriptors can be walked safely: buffers present, source
 // rectangle at least 1x1, destination at least 2x2, the Q12 products
 // representable, rectangles starting inside the buffers, each rectangle row
-// inside one pitch, and bottom-up rectangles inside `height` rows.
+// inside one pitch, bottom-up rectangles inside `height` rows, and every
+// offset from pBits within INT32_MAX.
 // Every resizer refuses (returns 0, writes nothing) otherwise. Top-down
 // buffers are not checked against `height`: hosts need not fill it for them.
 bool AcceptRects(const IMG_PARAM& src, PlaneFormat srcFormat, const IMG_PARAM& dst,

@@ -53,12 +53,15 @@ unsigned PlaceBlock(MediaFile& mf, const MEDIA_FRAME* B, int64_t in) {
     const int64_t frames = qvmedia::TruncToInt64((t - w) * a.nSampleRate + 0.5);
     if (frames == 0) return HandOn(mf, B, whole);
 
-    // Gaps and overlaps are byte counts of one 32-bit block size; anything
-    // larger (hours of audio, or a wild time stamp) is refused, never wrapped.
+    // Overlaps are byte counts of one 32-bit block size, and one call fills a
+    // hole of kMaxFillSeconds at most; anything larger (hours of audio, or a
+    // wild time stamp) is refused, never wrapped nor filled for hours.
+    const int64_t maxFill = std::min<int64_t>(
+        INT32_MAX, static_cast<int64_t>(byteRate) * qvmedia::kMaxFillSeconds);
     int64_t samples = 0, bytes = 0;
     if (__builtin_mul_overflow(frames, static_cast<int64_t>(a.nChannels), &samples) ||
         __builtin_mul_overflow(samples, static_cast<int64_t>(a.nBitsPerSample), &bytes) ||
-        bytes / 8 > INT32_MAX || bytes / 8 < -static_cast<int64_t>(INT32_MAX)) {
+        bytes / 8 > maxFill || bytes / 8 < -static_cast<int64_t>(INT32_MAX)) {
         LogEx(L"QVWriteAudioData: block at %lld refused, %lld samples away from the audio "
               L"written.",
               static_cast<long long>(B->llStreamTime), static_cast<long long>(frames));
@@ -156,6 +159,23 @@ unsigned MediaFile::WriteAudioData(const MEDIA_FRAME* block) {
         return Drop(*this, in,
                     converting ? in * m_pAudioConverter->m_nOutRate / m_pAudioConverter->m_nInRate
                                : in);
+    }
+    // Whole sample frames of the input only: a partial one would shift the
+    // channels of everything after it. The rest of the block is dropped.
+    const int frameBytes =
+        converting ? (m_pAudioConverter->m_nInChannels == 1 ? 2 : 4) : m_nBlockAlign;
+    MEDIA_FRAME whole;
+    if (frameBytes > 0 && block->nDataSize % frameBytes != 0) {
+        if (!m_bPartialFrameLogged) {
+            m_bPartialFrameLogged = 1;
+            LogEx(L"QVWriteAudioData: a block of %d bytes is not whole %d-byte sample frames; the "
+                  L"rest of each such block is dropped (said once a file).",
+                  block->nDataSize, frameBytes);
+        }
+        memcpy(&whole, block, sizeof whole);
+        whole.nDataSize -= block->nDataSize % frameBytes;
+        if (whole.nDataSize == 0) return 0;
+        block = &whole;
     }
     if (!converting) return PlaceBlock(*this, block, OutputFrames(*this, block->nDataSize));
 

@@ -16,6 +16,9 @@ namespace {
 constexpr int kAudioBufferBytes = 524288;
 constexpr int kConverterCapacity = 262144;
 constexpr int kMaxBlockAlign = 64;  // size of m_LastSample
+// Rates the converter takes: beyond this one a block would convert into
+// hundreds of megabytes.
+constexpr int kMaxSampleRate = 768000;
 
 }  // namespace
 
@@ -28,7 +31,8 @@ MediaFile::MediaFile()
       m_llAudioBytes(0),
       m_pFillBuffer(nullptr),
       m_nBlockAlign(4),
-      m_bFrameRefusalLogged(0) {
+      m_bFrameRefusalLogged(0),
+      m_bPartialFrameLogged(0) {
     memset(&m_ResizeFrame, 0, sizeof m_ResizeFrame);
     memset(&m_ResampleFrame, 0, sizeof m_ResampleFrame);
     memset(&m_EncParam, 0, sizeof m_EncParam);
@@ -128,6 +132,17 @@ int MediaFile::Create(const wchar_t* fileName, const EncodeParam* param,
         return 0;
     }
 
+    // Frame-count pacing places a frame at its time times the rate: a rate that
+    // is not a number, infinite, or above the 200 that host rates are held to
+    // (an encoder's revision can write anything) would place frames nowhere or
+    // repeat one without end.
+    const double rate = m_EncParam.video.dFrameRate;
+    if (m_EncParam.bDisableVideo == 0 && !(isfinite(rate) && rate <= 200.0)) {
+        LogEx(L"PFile::Create \"video frame rate %f is not usable\"\r\n", rate);
+        Close(nullptr, nullptr);
+        return 0;
+    }
+
     if (m_EncParam.bDisableAudio == 0 && audioInfo) {
         const EncodeAudioParam& out = m_EncParam.audio;
         if (out.nBitsPerSample != audioInfo->bitspersample)
@@ -147,7 +162,9 @@ int MediaFile::Create(const wchar_t* fileName, const EncodeParam* param,
             // real rates; anything else would come out as noise, so refuse it.
             bool channelsOk = (audioInfo->channels == 1 || audioInfo->channels == 2) &&
                               (out.nChannels == 1 || out.nChannels == 2);
-            if (!channelsOk || audioInfo->samplerate <= 0 || out.nSampleRate <= 0) {
+            const bool ratesOk = audioInfo->samplerate > 0 && audioInfo->samplerate <= kMaxSampleRate &&
+                                 out.nSampleRate > 0 && out.nSampleRate <= kMaxSampleRate;
+            if (!channelsOk || !ratesOk) {
                 LogEx(L"PFile::Create \"cannot convert %dHz %dch audio to %dHz %dch\"\r\n",
                       audioInfo->samplerate, audioInfo->channels, out.nSampleRate,
                       out.nChannels);

@@ -11,6 +11,10 @@
 
 namespace qvmedia {
 
+// The most of the timeline one write call fills, in seconds: an audio hole
+// or the repeats of a video frame beyond it are refused with a log line.
+constexpr int kMaxFillSeconds = 600;
+
 // UTF-8 text of a wide file name for the log ("" for null); characters that
 // are not Unicode scalar values become U+FFFD.
 std::string NarrowName(const wchar_t* name);

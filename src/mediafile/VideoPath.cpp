@@ -6,6 +6,8 @@
 #include <math.h>
 #include <string.h>
 
+#include <algorithm>
+
 #include "mediafile/MediaFileStats.h"
 #include "mediafile/MediaFileUtil.h"
 
@@ -166,6 +168,13 @@ unsigned MediaFile::WriteVideoFrame(const MEDIA_FRAME* frame) {
     int64_t N = qvmedia::TruncToInt64(seconds * rate + 0.5);
     if (N > INT32_MAX - 1) N = INT32_MAX - 1;
     const int64_t repeat = N - m_nOutFrames + 1;
+    // One call fills at most qvmedia::kMaxFillSeconds of the timeline; a frame
+    // placed further on (a wild time stamp) is refused, not repeated for hours.
+    if (repeat > std::max(1.0, qvmedia::kMaxFillSeconds * rate)) {
+        RefuseFrame(frame, L"its place lies more than ten minutes past the frames written");
+        qvmedia::CountVideoDropped(*this);
+        return 0;
+    }
     if (repeat <= 0) qvmedia::CountVideoDropped(*this);
     unsigned sum = 0;
     for (int64_t i = 0; i < repeat; ++i) {

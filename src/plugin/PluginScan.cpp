@@ -10,6 +10,9 @@
 
 #include <new>
 #include <string>
+#include <vector>
+
+#include "plugin/PluginFile.h"
 
 namespace {
 
@@ -72,6 +75,36 @@ int32_t CollectEncoders(const ENCODER_MODE* pModes, size_t count, ENCODER_ITEM* 
     return found;
 }
 
+// A published list must end within this many records. Without the cap a list
+// whose terminator is missing would be walked off the end of the plugin's data.
+const size_t kMaxRecords = 4096;
+
+// Copies a published list, up to its zero-code terminator, into a registry
+// and logs each record; returns how many it added. A list without its
+// terminator within kMaxRecords is refused whole: records past a missing end
+// are not records, so none of it is trusted.
+template <typename Record>
+size_t Register(const Record* items, std::vector<Record>& registry, const char* entry,
+                const wchar_t* found, const char* path) {
+    if (!items) return 0;
+    size_t count = 0;
+    while (count < kMaxRecords && items[count].dwFourCC != 0) ++count;
+    if (count == kMaxRecords) {
+        LogEx(L"***%s list without a terminator within its first %d records in [%s]; "
+              L"none of it is registered.",
+              entry, static_cast<int>(kMaxRecords), path);
+        return 0;
+    }
+    wchar_t code[5];
+    for (size_t i = 0; i < count; ++i) {
+        // Copied byte for byte: the registry holds exactly what the plugin published.
+        registry.emplace_back();
+        memcpy(&registry.back(), &items[i], sizeof(Record));
+        LogEx(found, FourCC2StrW(code, items[i].dwFourCC), path);
+    }
+    return count;
+}
+
 // Closes the directory however the scan leaves it.
 struct DirCloser {
     DIR* dir;
@@ -85,6 +118,12 @@ struct DirCloser {
 // Loads one plugin file and registers its records; the library is kept only
 // when it contributed at least one record.
 static void LoadPlugin(const char* path) {
+    std::string problem = qvplugin::PluginFileProblem(path);
+    if (!problem.empty()) {
+        LogEx(L"***Failed to Load file:[%s].", path);
+        LogLoaderError(problem);
+        return;
+    }
     dlerror();  // drop any stale error so that the messages below are this file's
     void* module = dlopen(path, RTLD_LAZY);
     if (!module) {
@@ -98,29 +137,15 @@ static void LoadPlugin(const char* path) {
     if (auto setLog = reinterpret_cast<PFN_PLX_SET_LOG>(dlsym(module, "PLXSetLog"))) setLog(&Log);
     dlerror();  // a plugin without it leaves no error behind for the messages below
     size_t added = 0;
-    wchar_t code[5];
     PFN_GET_ENCODERS getEncoders = reinterpret_cast<PFN_GET_ENCODERS>(dlsym(module, "PLXGetEncoders"));
-    if (getEncoders) {
-        const ENCODER_ITEM* items = getEncoders();
-        for (; items && items->dwFourCC != 0; ++items) {
-            // Copied byte for byte: the registry holds exactly what the plugin published.
-            PluginMgr::m_arEncoder.emplace_back();
-            memcpy(&PluginMgr::m_arEncoder.back(), items, sizeof(ENCODER_ITEM));
-            ++added;
-            LogEx(L"Found Encoder [%ls] in [%s].", FourCC2StrW(code, items->dwFourCC), path);
-        }
-    }
+    if (getEncoders)
+        added += Register(getEncoders(), PluginMgr::m_arEncoder, "PLXGetEncoders",
+                          L"Found Encoder [%ls] in [%s].", path);
     PFN_GET_FILE_MUXERS getMuxers =
         reinterpret_cast<PFN_GET_FILE_MUXERS>(dlsym(module, "PLXGetFileMuxers"));
-    if (getMuxers) {
-        const FILEFORMAT_ITEM* items = getMuxers();
-        for (; items && items->dwFourCC != 0; ++items) {
-            PluginMgr::m_arFileFormat.emplace_back();
-            memcpy(&PluginMgr::m_arFileFormat.back(), items, sizeof(FILEFORMAT_ITEM));
-            ++added;
-            LogEx(L"Found Muxer[%ls] in [%s].", FourCC2StrW(code, items->dwFourCC), path);
-        }
-    }
+    if (getMuxers)
+        added += Register(getMuxers(), PluginMgr::m_arFileFormat, "PLXGetFileMuxers",
+                          L"Found Muxer[%ls] in [%s].", path);
     if (added == 0) {
         LogLoaderError(TakeLoaderError());
         dlclose(module);

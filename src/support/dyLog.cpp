@@ -59,12 +59,14 @@ void* LogGetAddress(const char* name) {
 }
 
 int Log(const wchar_t* message) {
-    if (qvlog::SendToHost(message)) return message ? 1 : 0;
+    if (!message) return 0;  // nothing to say; the logging library need not cope with null
+    if (qvlog::SendToHost(message)) return 1;
     PFN_LOG entry = reinterpret_cast<PFN_LOG>(LogGetAddress("Log"));
     return entry ? entry(message) : 0;
 }
 
 void LogEx(const wchar_t* format, ...) {
+    if (!format) return;
     wchar_t buffer[1024];
     wmemset(buffer, 0, 1024);
     locale_t utf8 = Utf8Locale();

@@ -70,9 +70,11 @@ TEST(RgbToYuv420, ColoursEdgePassesRowOrderAlphaAndTheUncoveredCorner) {
         EXPECT_EQ((std::vector<int>{dst.U(0, 0), dst.U(1, 0), dst.U(0, 1), dst.U(1, 1)}), (std::vector<int>{118, 164, 128, S}));
         EXPECT_EQ((std::vector<int>{dst.V(0, 0), dst.V(1, 0), dst.V(0, 1), dst.V(1, 1)}), (std::vector<int>{155, 174, 128, S}));
     }
-    Yuv none(4, 4);  // a zero height writes nothing
+    qvtest::InstallTestLog(), qvtest::TakeLog();
+    Yuv none(4, 4);  // a zero height writes nothing and says so
     Rgb32_2_yuv420_Ex(QV_PLANES(none), QV_PITCHES(none), none.a.data(), 4, 0, 16);
     EXPECT_TRUE(none.Untouched());
+    EXPECT_EQ(qvtest::TakeLog(), std::vector<std::wstring>{L"Rgb32_2_yuv420_Ex: assertion failed: nWidth > 0 && nHeight != 0\r\n"});
 }
 
 // 3 x 3: luma 235, 16 in the odd row; the odd column takes chroma (1, 0), the
