@@ -190,9 +190,14 @@ def test_bad_options(tmp_path):
                              (dict(width=0, height=10), r"width: expected 1\.\.32767, got 0"),
                              (dict(fps=0), "fps: expected frames per second"),
                              (dict(channels=33), r"channels: expected 1\.\.32"),
-                             (dict(format="avi", audio_codec="opus"), "does not take audio codec 'opus'")]:
+                             (dict(format="avi", audio_codec="opus"), "does not take audio codec 'opus'"),
+                             (dict(format="webm", video_codec="h264"), r"does not take video codec 'h264'.*'vp9'"),
+                             (dict(video_codec="h246"), "did you mean 'h264'"),
+                             (dict(format="mkvv"), "unknown container 'mkvv'")]:
         with pytest.raises(ValueError, match=message):
             quevarra.MediaFile(tmp_path / "x.mp4", **options)
+    with pytest.raises(ValueError, match="cannot tell the container"):
+        quevarra.MediaFile(tmp_path / "x.unknown")
     with pytest.raises(ValueError, match="has no video stream"):
         with quevarra.MediaFile(tmp_path / "x.mp4", video=False) as f:
             write_frames(f, 1)

@@ -50,15 +50,6 @@ def test_containers_and_codecs(tmp_path, name, options, video, audio):
         assert abs(float(a.get("duration") or info["format"]["duration"]) - 0.4) < 0.12
 
 
-def test_codec_not_in_container_says_what_it_takes(tmp_path):
-    with pytest.raises(ValueError, match=r"does not take video codec 'h264'.*'vp9'"):
-        quevarra.MediaFile(tmp_path / "x.webm", video_codec="h264")
-    with pytest.raises(ValueError, match="did you mean 'h264'"):
-        quevarra.MediaFile(tmp_path / "x.mp4", video_codec="h246")
-    with pytest.raises(ValueError, match="cannot tell the container"):
-        quevarra.MediaFile(tmp_path / "x.unknown")
-
-
 @pytest.mark.parametrize("pixel_format", ["rgb24", "bgr24", "rgba", "bgra"])
 def test_colours_survive_a_real_codec(tmp_path, pixel_format):
     # Quadrants catch swapped components as well as flipped rows or columns.
