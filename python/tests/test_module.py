@@ -132,10 +132,11 @@ def test_an_unclosed_file_is_closed_when_collected(tmp_path):
 def test_files_left_open_at_exit_are_finished(tmp_path):
     # A file still open at interpreter exit, with a handler set and another
     # thread writing to a second file, is closed before the plugins go.
+    # Before the handler is set, messages go where the library sends them.
     script = textwrap.dedent(f"""
         import threading, numpy as np, quevarra
-        quevarra.set_log_handler(lambda m: None)
         kept = quevarra.MediaFile({str(tmp_path / 'kept.mp4')!r}, width=64, height=48)
+        quevarra.set_log_handler(lambda m: None)
         for i in range(9):
             kept.write_video(np.zeros((48, 64, 3), np.uint8), i / 25)
         other = quevarra.MediaFile({str(tmp_path / 'other.mkv')!r}, width=64, height=48, video_codec="h264")
@@ -153,10 +154,14 @@ def test_files_left_open_at_exit_are_finished(tmp_path):
         threading.Thread(target=spin, daemon=True).start()
         started.wait()
     """)
-    done = subprocess.run([sys.executable, "-c", script], capture_output=True, text=True, timeout=120)
+    log = tmp_path / "library.log"
+    done = subprocess.run([sys.executable, "-c", script], capture_output=True, text=True, timeout=120,
+                          env={**os.environ, "QUEVARRA_LOG": str(log)})
     assert done.returncode == 0 and not done.stderr, done.stderr
     assert frames_in(tmp_path / "kept.mp4") == 9
     assert frames_in(tmp_path / "other.mkv") >= 5
+    said = log.read_text()
+    assert "kept.mp4" in said and "other.mkv" not in said
 
 
 def test_video_and_audio_from_two_threads(tmp_path):
