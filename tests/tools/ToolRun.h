@@ -1,4 +1,4 @@
-// Helpers of the qvencode tests: running commands, a temporary directory, file builders.
+// Helpers of the qvencode tests: running commands and a temporary directory.
 #ifndef QVENCODE_TESTS_TOOLRUN_H
 #define QVENCODE_TESTS_TOOLRUN_H
 
@@ -6,7 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdint>
 #include <cstdio>
 #include <fstream>
 #include <iterator>
@@ -21,15 +20,16 @@ struct ToolResult {
     int code = -1;       // exit status; -1 when it did not exit normally
     std::string output;  // standard output and standard error together
 };
-// Runs a command (arguments are quoted) with QUEVARRA_BUNDLE and QUEVARRA_LOG unset.
-inline ToolResult Command(const std::vector<std::string>& args) {
+// Runs a command (arguments are quoted) with QUEVARRA_BUNDLE and QUEVARRA_LOG
+// unset, standard input from `input` (a file; /dev/null when empty).
+inline ToolResult Command(const std::vector<std::string>& args, const std::string& input = "") {
     std::string cmd = "env -u QUEVARRA_BUNDLE -u QUEVARRA_LOG";
     for (const std::string& a : args) {
         cmd += " '";
         for (char c : a) cmd += c == '\'' ? std::string("'\\''") : std::string(1, c);
         cmd += "'";
     }
-    cmd += " < /dev/null 2>&1";
+    cmd += " < '" + (input.empty() ? std::string("/dev/null") : input) + "' 2>&1";
     ToolResult run;
     FILE* p = popen(cmd.c_str(), "r");
     if (!p) return run;
@@ -40,13 +40,13 @@ inline ToolResult Command(const std::vector<std::string>& args) {
     return run;
 }
 #ifdef QVENCODE_PATH
-inline ToolResult Qvencode(const std::vector<std::string>& args) {
+inline ToolResult Qvencode(const std::vector<std::string>& args, const std::string& input = "") {
     // Codec libraries unloaded with the plugins at exit keep allocations that a
     // sanitizer build would report as leaks of the child; the library's own
     // leaks are checked in-process by the other tests.
     std::vector<std::string> all{"ASAN_OPTIONS=detect_leaks=0", QVENCODE_PATH};
     all.insert(all.end(), args.begin(), args.end());
-    return Command(all);
+    return Command(all, input);
 }
 #endif
 inline bool HaveProgram(const std::string& name) { return Command({"sh", "-c", "command -v " + name}).code == 0; }
@@ -55,14 +55,6 @@ inline std::string ReadFile(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
-
-inline std::string Le32(uint32_t v) { return {char(v), char(v >> 8), char(v >> 16), char(v >> 24)}; }
-inline std::string Le16(uint16_t v) { return {char(v), char(v >> 8)}; }
-inline std::string Fmt(uint16_t tag, int channels, int rate, int bits) {
-    return "fmt " + Le32(16) + Le16(tag) + Le16(channels) + Le32(rate) + Le32(rate * channels * bits / 8) +
-           Le16(channels * bits / 8) + Le16(bits);
-}
-inline std::string Wav(const std::string& chunks) { return "RIFF" + Le32(4 + chunks.size()) + "WAVE" + chunks; }
 
 class TempDirTest : public ::testing::Test {
 protected:

@@ -1,7 +1,7 @@
 #include "FormatList.h"
 
 #include <quevarra/quevarra.h>
-#include "Options.h"
+#include "Names.h"
 #include "Text.h"
 
 #include <string>
@@ -11,13 +11,12 @@ namespace qvenc {
 
 namespace {
 
+// The names to type for a list of encoders.
 std::string Codes(ENCODER_ITEM** encoders, int count) {
     std::string s;
     for (int i = 0; encoders && i < count; ++i) {
         if (!s.empty()) s += ' ';
-        std::string code = FourCCText(encoders[i]->dwFourCC);
-        while (!code.empty() && code.back() == ' ') code.pop_back();
-        s += code;
+        s += qvnames::DisplayName(encoders[i]->dwFourCC);
     }
     return s.empty() ? "-" : s;
 }
@@ -28,11 +27,12 @@ int PrintFormatList(FILE* out) {
     const FILEFORMAT_INFO* info = QVGetFileFormatInfos();
     int formats = 0;
     std::vector<uint32_t> encoders;
-    std::fprintf(out, "%-6s %-6s %-34s %-24s %s\n", "FORMAT", "EXT", "DESCRIPTION", "VIDEO", "AUDIO");
+    std::fprintf(out, "%-9s %-6s %-5s %-18s %-30s %s\n", "FORMAT", "FOURCC", "EXT", "DESCRIPTION", "VIDEO", "AUDIO");
     for (const FILEFORMAT_INFO* f = info; f && f->dwFourCC; ++f, ++formats) {
-        std::fprintf(out, "%-6s %-6s %-34s %-24s %s\n", ("'" + FourCCText(f->dwFourCC) + "'").c_str(),
-                     WideToUtf8(f->wszText0, 10).c_str(), WideToUtf8(f->wszText1, 64).c_str(),
-                     Codes(f->ppVideoEnc, f->nVideoEnc).c_str(), Codes(f->ppAudioEnc, f->nAudioEnc).c_str());
+        std::fprintf(out, "%-9s %-6s %-5s %-18s %-30s %s\n", qvnames::DisplayName(f->dwFourCC).c_str(),
+                     ("'" + qvnames::FourCCText(f->dwFourCC) + "'").c_str(), WideToUtf8(f->wszText0, 10).c_str(),
+                     WideToUtf8(f->wszText1, 64).c_str(), Codes(f->ppVideoEnc, f->nVideoEnc).c_str(),
+                     Codes(f->ppAudioEnc, f->nAudioEnc).c_str());
         for (int k = 0; k < 2; ++k) {
             ENCODER_ITEM** list = k ? f->ppAudioEnc : f->ppVideoEnc;
             const int n = k ? f->nAudioEnc : f->nVideoEnc;
@@ -44,13 +44,13 @@ int PrintFormatList(FILE* out) {
         }
     }
     if (formats == 0) return 0;
-    std::fprintf(out, "\n%-6s %-6s %-24s %s\n", "CODEC", "TYPE", "NAME", "DESCRIPTION");
+    std::fprintf(out, "\n%-9s %-6s %-6s %s\n", "CODEC", "FOURCC", "TYPE", "DESCRIPTION");
     for (uint32_t code : encoders) {
         ENCODER_ITEM item{};
         if (!QVGetEncoderInfo(code, &item)) continue;
         const char* type = item.nType == 1 ? "video" : item.nType == 0 ? "audio" : "other";
-        std::fprintf(out, "%-6s %-6s %-24s %s\n", ("'" + FourCCText(code) + "'").c_str(), type,
-                     WideToUtf8(item.wszText1, 64).c_str(), WideToUtf8(item.wszText2, 120).c_str());
+        std::fprintf(out, "%-9s %-6s %-6s %s\n", qvnames::DisplayName(code).c_str(),
+                     ("'" + qvnames::FourCCText(code) + "'").c_str(), type, WideToUtf8(item.wszText2, 120).c_str());
     }
     return formats;
 }

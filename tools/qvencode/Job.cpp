@@ -1,145 +1,36 @@
 #include "Job.h"
 
 #include <quevarra/quevarra.h>
+#include "FfLog.h"
 #include "FormatList.h"
+#include "Inputs.h"
+#include "Interrupt.h"
 #include "LogCapture.h"
+#include "Names.h"
+#include "OutputFile.h"
 #include "Progress.h"
-#include "RawReader.h"
 #include "TestPattern.h"
 #include "Text.h"
-#include "WavReader.h"
-#include "Y4mReader.h"
 
 #include <atomic>
 #include <cmath>
-#include <csignal>
 #include <cstdio>
-#include <mutex>
-#include <numeric>
 #include <thread>
 #include <unistd.h>
 
 namespace qvenc {
 
+using qvnames::NameKind;
+
 namespace {
 
-volatile std::sig_atomic_t g_interrupted = 0;
-void OnSignal(int) { g_interrupted = 1; }
-
-constexpr long kAudioBlockFrames = 2048;
 constexpr size_t kLogLinesOnFailure = 8;
-
-void Say(const std::string& text) { std::fprintf(stderr, "qvencode: %s\n", text.c_str()); }
-
-// The video input, whichever kind it is.
-struct VideoSource {
-    enum Kind { None, Y4m, Raw, Pattern } kind = None;
-    Y4mReader y4m;
-    RawReader raw;
-    int width = 0, height = 0;
-    Rational rate;
-    long long total = -1;  // frames, -1 = unknown
-    int aspectX = 0, aspectY = 0;
-    long long next = 0;    // pattern frames made so far
-    std::string error;
-
-    int Read(Picture& picture) {
-        int r = 0;
-        switch (kind) {
-        case Y4m:
-            r = y4m.ReadFrame(picture);
-            if (r < 0) error = y4m.Error();
-            break;
-        case Raw:
-            r = raw.ReadFrame(picture);
-            if (r < 0) error = raw.Error();
-            break;
-        case Pattern:
-            if (next >= total) return 0;
-            RenderPatternFrame(next++, rate, picture);
-            r = 1;
-            break;
-        case None:
-            break;
-        }
-        return r;
-    }
-};
-
-// The audio input, whichever kind it is.
-struct AudioSource {
-    enum Kind { None, Wav, Pattern } kind = None;
-    WavReader wav;
-    int rate = 0, channels = 0;
-    long long total = 0;  // sample frames
-    long long next = 0;
-    std::string error;
-
-    long Read(std::vector<int16_t>& samples, long maxFrames) {
-        if (kind == Wav) {
-            long n = wav.Read(samples, maxFrames);
-            if (n < 0) error = wav.Error();
-            return n;
-        }
-        long n = static_cast<long>(std::min<long long>(maxFrames, total - next));
-        if (n <= 0) return 0;
-        RenderPatternAudio(next, n, rate, channels, samples);
-        next += n;
-        return n;
-    }
-};
-
-bool Lists(ENCODER_ITEM** list, int count, uint32_t code) {
-    for (int i = 0; list && i < count; ++i)
-        if (list[i]->dwFourCC == code) return true;
-    return false;
-}
-
-std::string CodeList(ENCODER_ITEM** list, int count) {
-    std::string s;
-    for (int i = 0; list && i < count; ++i) s += (s.empty() ? "'" : ", '") + FourCCText(list[i]->dwFourCC) + "'";
-    return s;
-}
-
-// Picks the codec for one stream. requested 0 = not given. Returns false
-// (with a message) when the container cannot carry what was asked for.
-// `carries` becomes false when the container has no codec for the stream.
-bool ChooseCodec(const FILEFORMAT_INFO* info, bool video, uint32_t requested, uint32_t& codec,
-                 bool& carries, std::string& error) {
-    carries = true;
-    if (!info) {  // not published: the library decides
-        if (requested) codec = requested;
-        return true;
-    }
-    ENCODER_ITEM** list = video ? info->ppVideoEnc : info->ppAudioEnc;
-    const int count = video ? info->nVideoEnc : info->nAudioEnc;
-    const char* kind = video ? "video" : "audio";
-    if (count == 0) {
-        carries = false;
-        if (requested) {
-            error = "container '" + FourCCText(info->dwFourCC) + "' carries no " + kind;
-            return false;
-        }
-        return true;
-    }
-    if (requested) {
-        if (!Lists(list, count, requested)) {
-            error = "container '" + FourCCText(info->dwFourCC) + "' does not take " + kind + " codec '" +
-                    FourCCText(requested) + "' (it takes " + CodeList(list, count) + ")";
-            return false;
-        }
-        codec = requested;
-    } else if (!Lists(list, count, codec)) {
-        codec = list[0]->dwFourCC;  // the default codec does not fit: the container's first
-    }
-    return true;
-}
+constexpr size_t kWarningsShown = 5;
 
 void SayLogTail(const LogCapture& log) {
     for (const std::string& line : log.Tail(kLogLinesOnFailure)) std::fprintf(stderr, "  log: %s\n", line.c_str());
 }
 
-// Releases the plugins when the job leaves, whichever way.
 // One initialisation of the plugins, released on every way out (a failed
 // scan still counts as one).
 struct PluginScope {
@@ -148,15 +39,6 @@ struct PluginScope {
     const bool opened;
 };
 
-bool Exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
-
-}  // namespace
-
-int64_t StampOf(long long index, int64_t num, int64_t den) {
-    const __int128 scaled = static_cast<__int128>(index) * 10000000 * den;
-    return static_cast<int64_t>((scaled + num / 2) / num);
-}
-
 // Where the library looks for plugins, for messages.
 std::string PluginDirectory() {
     char app[512] = {0};
@@ -164,8 +46,220 @@ std::string PluginDirectory() {
     return std::string(app) + "/Encoder";
 }
 
+// The file to write, as the library is asked for it.
+struct Plan {
+    EncodeParam param{};
+    xVideoInfo videoInfo{};
+    xAudioInfo audioInfo{};
+    bool video = false, audio = false;
+    const FILEFORMAT_INFO* container = nullptr;
+};
+
+std::string Name(uint32_t code) { return "'" + qvnames::DisplayName(code) + "'"; }
+
+// Resolves the names, picks the codecs and fills the parameters; output
+// defaults follow the input, so a plain conversion keeps size and timing.
+int PlanOutput(const Options& o, const Inputs& in, Plan& plan, std::string& error) {
+    EncodeParam& p = plan.param;
+    QVDefaultEncodeParam(&p);
+    const EncodeParam defaults = p;
+    if (!o.container.empty()) {
+        const qvnames::NameResult r =
+            qvnames::ResolveName(NameKind::Container, o.container, qvnames::PublishedCodes(NameKind::Container));
+        if (!r.code) {
+            error = "-f: " + r.error;
+            return kExitUsage;
+        }
+        p.dwFileFormat = r.code;
+    } else {
+        p.dwFileFormat = qvnames::ContainerForFileName(o.output);
+        if (!p.dwFileFormat) {
+            error = "cannot tell the container from '" + o.output + "'; name it with -f (mp4, mkv, webm, ...)";
+            return kExitUsage;
+        }
+    }
+    uint32_t requested[2] = {0, 0};
+    const std::string* typed[2] = {&o.videoCodec, &o.audioCodec};
+    for (int k = 0; k < 2; ++k) {
+        const NameKind kind = k == 0 ? NameKind::VideoCodec : NameKind::AudioCodec;
+        if (typed[k]->empty()) continue;
+        const qvnames::NameResult r = qvnames::ResolveName(kind, *typed[k], qvnames::PublishedCodes(kind));
+        if (!r.code) {
+            error = std::string(k == 0 ? "-c:v: " : "-c:a: ") + r.error;
+            return kExitUsage;
+        }
+        requested[k] = r.code;
+    }
+    plan.container = QVFindFileFormatPlugin(p.dwFileFormat);
+    if (!plan.container) {
+        error = "no plugin writes container " + Name(p.dwFileFormat) + " (qvencode --list shows what this build writes)";
+        return kExitUsage;
+    }
+    plan.video = in.video.IsOpen();
+    plan.audio = in.audio.IsOpen();
+    const qvnames::CodecChoice video =
+        qvnames::ChooseCodec(plan.container, NameKind::VideoCodec, plan.video ? requested[0] : 0, defaults.video.dwFourCC);
+    const qvnames::CodecChoice audio =
+        qvnames::ChooseCodec(plan.container, NameKind::AudioCodec, plan.audio ? requested[1] : 0, defaults.audio.dwFourCC);
+    if (!video.ok || !audio.ok) {
+        error = !video.ok ? video.error : audio.error;
+        return kExitUsage;
+    }
+    if (plan.video && !video.carries) {
+        if (!in.video.IsPattern()) Say("note: container " + Name(p.dwFileFormat) + " carries no video; the video input is not used");
+        plan.video = false;
+    }
+    if (plan.audio && !audio.carries) {
+        if (!in.audio.IsPattern()) Say("note: container " + Name(p.dwFileFormat) + " carries no audio; the audio input is not used");
+        plan.audio = false;
+    }
+    if (!plan.video && !plan.audio) {
+        error = "nothing to write: container " + Name(p.dwFileFormat) + " carries no stream of the input";
+        return kExitUsage;
+    }
+    if (plan.video) {
+        const VideoSource& v = in.video;
+        p.video.dwFourCC = video.code;
+        p.video.nWidth = o.width ? o.width : v.Width();
+        p.video.nHeight = o.height ? o.height : v.Height();
+        p.video.dFrameRate = (o.rate.Valid() ? o.rate : v.Rate()).Value();
+        if (o.videoBitRate) p.video.nBitRate = o.videoBitRate;
+        if (o.resizeMethod >= 0) p.video.nResizeMethod = o.resizeMethod;
+        if (o.interpolation >= 0) p.video.nInterpolation = o.interpolation;
+        plan.videoInfo.width = v.Width();
+        plan.videoInfo.height = v.Height();
+        plan.videoInfo.fps = v.Rate().Value();
+        plan.videoInfo.duration = v.Seconds();
+        plan.videoInfo.aspectx = o.aspectX ? o.aspectX : v.AspectX();
+        plan.videoInfo.aspecty = o.aspectX ? o.aspectY : v.AspectY();
+    }
+    if (plan.audio) {
+        const AudioSource& a = in.audio;
+        p.audio.dwFourCC = audio.code;
+        p.audio.nSampleRate = o.sampleRate ? o.sampleRate : a.Rate();
+        p.audio.nChannels = o.channels ? o.channels : a.Channels();
+        if (o.audioBitRate) p.audio.nBitRate = o.audioBitRate;
+        plan.audioInfo.samplerate = a.Rate();
+        plan.audioInfo.channels = a.Channels();
+        plan.audioInfo.bitspersample = 16;
+        plan.audioInfo.bytespersec = a.Rate() * a.Channels() * 2;
+        plan.audioInfo.duration = a.Total() > 0 ? static_cast<double>(a.Total()) / a.Rate() : 0.0;
+    }
+    p.bDisableVideo = !plan.video;
+    p.bDisableAudio = !plan.audio;
+    return 0;
+}
+
+// What the writing loops leave behind.
+struct Written {
+    long long frames = 0;
+    std::string videoFailure, audioFailure;
+};
+
+// The library's counters of the file: repeated and dropped pictures. A
+// picture held over a gap is handed over again, and counts as repeated too.
+std::string Counters(void* file, const VideoSource& video) {
+    QV_MEDIAFILE_STATS stats{};
+    stats.cbSize = sizeof stats;
+    if (!QVGetMediaFileStats(file, &stats)) return "";
+    return "dup " + std::to_string(stats.llVideoFramesRepeated + video.Holds()) + " drop " +
+           std::to_string(stats.llVideoFramesDropped);
+}
+
+// Video on this thread, audio on a second one unless --single-thread; on one
+// thread audio is kept up with the picture about to be written.
+void WriteStreams(void* file, const Options& o, Inputs& in, const Plan& plan, Progress& progress, Written& w) {
+    VideoSource& video = in.video;
+    AudioSource& audio = in.audio;
+    std::atomic<bool> stop{false};
+    auto stopping = [&] { return stop.load() || Interrupted(); };
+
+    std::vector<int16_t> samples;
+    auto writeAudioBlock = [&]() -> bool {
+        int64_t time = 0;
+        const int r = audio.Next(samples, time);
+        if (r <= 0) {
+            if (r < 0) {
+                w.audioFailure = audio.Error();
+                stop = true;
+            }
+            return false;
+        }
+        MEDIA_FRAME block{};
+        block.nSampleRate = audio.Rate();
+        block.nChannels = audio.Channels();
+        block.nBitsPerSample = 16;
+        block.pData = samples.data();
+        block.nDataSize = static_cast<int32_t>(samples.size() * sizeof(int16_t));
+        block.llStreamTime = block.llTimeStamp = time;
+        block.nDuration = static_cast<int32_t>(StampOf(static_cast<long long>(samples.size()) / audio.Channels(), audio.Rate(), 1));
+        QVWriteAudioData(file, &block);
+        return true;
+    };
+
+    video.SetOutputRate(plan.param.video.dFrameRate);
+    // A stream the container cannot carry is not read at all.
+    if (!plan.video) video.Stop();
+    if (!plan.audio) audio.Stop();
+    const bool threaded = plan.video && plan.audio && !o.singleThread;
+    if (in.videoFile) in.videoFile->SetThreaded(threaded);
+    std::thread audioThread;
+    if (threaded)
+        audioThread = std::thread([&] {
+            while (!stopping() && writeAudioBlock()) {
+            }
+            audio.Stop();
+        });
+
+    bool audioDone = !plan.audio;
+    if (plan.video) {
+        for (;;) {
+            MEDIA_FRAME f{};
+            const int r = video.Next(f);
+            if (r < 0) {
+                w.videoFailure = video.Error();
+                stop = true;
+            }
+            if (r <= 0) break;
+            while (!threaded && !audioDone && !stopping() && audio.Position() <= f.llStreamTime)
+                audioDone = !writeAudioBlock();
+            if (stopping()) break;
+            QVWriteVideoFrame(file, &f);
+            w.frames = video.Covered();
+            progress.Update(w.frames, Counters(file, video));
+        }
+        video.Stop();
+    }
+    if (threaded) {
+        audioThread.join();
+    } else {
+        while (!audioDone && !stopping()) {
+            audioDone = !writeAudioBlock();
+            if (!plan.video) progress.Update(audio.Count());
+        }
+    }
+    progress.FinishWriting(plan.video ? w.frames : audio.Count(), plan.video ? Counters(file, video) : "");
+}
+
+void SayInputWarnings(const Inputs& in) {
+    if (in.video.IsOpen() && in.video.Damaged())
+        Say("warning: " + in.videoFile->Name() + ": " + std::to_string(in.video.Damaged()) +
+            " damaged video packet(s) skipped");
+    if (in.audio.IsOpen() && in.audio.Damaged())
+        Say("warning: " + (in.audioFile ? in.audioFile : in.videoFile)->Name() + ": " +
+            std::to_string(in.audio.Damaged()) + " damaged audio packet(s) skipped");
+    const std::vector<std::string> warnings = FfmpegWarnings();
+    for (size_t i = 0; i < warnings.size() && i < kWarningsShown; ++i) Say("warning: " + warnings[i]);
+    if (warnings.size() > kWarningsShown)
+        Say("warning: and " + std::to_string(warnings.size() - kWarningsShown) + " more (-v shows them)");
+}
+
+}  // namespace
+
+void Say(const std::string& text) { std::fprintf(stderr, "qvencode: %s\n", text.c_str()); }
+
 int RunList(const Options& options) {
-    LogCapture log(options.verbose);
+    LogCapture log(options.verbose ? stderr : nullptr);
     PluginScope plugins;
     if (!plugins.opened) {
         Say("cannot open the plugin directory " + PluginDirectory());
@@ -181,264 +275,87 @@ int RunList(const Options& options) {
 }
 
 int RunJob(const Options& o) {
+    // Signals are caught from the start: reading a slow input can take long.
+    InterruptScope interrupts;
+    LogCapture log(o.verbose ? stderr : nullptr);
     // Inputs first: a bad input is reported before anything is created.
-    VideoSource video;
-    AudioSource audio;
-    const bool pattern = o.videoInput.empty() && o.audioInput.empty();
-    if (!o.noVideo && !o.videoInput.empty()) {
-        if (o.raw != RawFormat::None) {
-            video.kind = VideoSource::Raw;
-            if (!video.raw.Open(o.videoInput, o.raw, o.rawWidth, o.rawHeight)) {
-                Say(video.raw.Error());
-                return kExitInput;
-            }
-            video.width = o.rawWidth;
-            video.height = o.rawHeight;
-            video.rate = o.rawRate;
-            video.total = video.raw.FrameCount();
-        } else {
-            video.kind = VideoSource::Y4m;
-            if (!video.y4m.Open(o.videoInput)) {
-                Say(video.y4m.Error());
-                return kExitInput;
-            }
-            const Y4mHeader& h = video.y4m.Header();
-            video.width = h.width;
-            video.height = h.height;
-            video.rate = h.rate;
-            video.total = video.y4m.FrameCount();
-            if (h.parNum > 0 && h.parDen > 0) {  // pixel aspect -> display aspect
-                const int64_t x = static_cast<int64_t>(h.width) * h.parNum, y = static_cast<int64_t>(h.height) * h.parDen;
-                const int64_t g = std::gcd(x, y);
-                if (x / g <= 0x7fffffff && y / g <= 0x7fffffff) {
-                    video.aspectX = static_cast<int>(x / g);
-                    video.aspectY = static_cast<int>(y / g);
-                }
-            }
-        }
-    } else if (!o.noVideo && pattern) {
-        video.kind = VideoSource::Pattern;
-        video.width = kPatternWidth;
-        video.height = kPatternHeight;
-        if (o.rate.Valid()) {
-            video.rate = o.rate;
-        } else {
-            EncodeParam d{};
-            QVDefaultEncodeParam(&d);
-            video.rate = Rational{std::lround(d.video.dFrameRate * 1000), 1000};
-            const int64_t g = std::gcd(video.rate.num, video.rate.den);
-            video.rate.num /= g;
-            video.rate.den /= g;
-        }
-        video.total = std::max<long long>(1, std::llround(o.duration * video.rate.Value()));
+    Inputs in;
+    std::string error;
+    int code = OpenInputs(o, in, error);
+    if (code && Interrupted()) {
+        Say("interrupted");
+        return kExitInterrupted;
     }
-    if (o.aspectX) {
-        video.aspectX = o.aspectX;
-        video.aspectY = o.aspectY;
-    }
-    if (!o.noAudio && !o.audioInput.empty()) {
-        audio.kind = AudioSource::Wav;
-        if (!audio.wav.Open(o.audioInput)) {
-            Say(audio.wav.Error());
-            return kExitInput;
-        }
-        audio.rate = audio.wav.SampleRate();
-        audio.channels = audio.wav.Channels();
-        audio.total = audio.wav.TotalFrames();
-    } else if (!o.noAudio && pattern) {
-        audio.kind = AudioSource::Pattern;
-        EncodeParam d{};
-        QVDefaultEncodeParam(&d);
-        audio.rate = o.sampleRate ? o.sampleRate : d.audio.nSampleRate;
-        audio.channels = o.channels ? o.channels : d.audio.nChannels;
-        audio.total = std::max<long long>(1, std::llround(o.duration * audio.rate));
+    if (code) {
+        Say(error);
+        if (code == kExitUsage) std::fputs("Try 'qvencode -h'.\n", stderr);
+        return code;
     }
 
-    // The first picture is read before the output exists: an unreadable
-    // input leaves nothing behind. (Raw frames need the library's converter.)
-    Picture picture;
-    bool havePicture = false;
-    auto readFirst = [&]() {
-        const int r = video.Read(picture);
-        if (r <= 0) Say(r < 0 ? video.error : o.videoInput + ": no frames");
-        havePicture = r > 0;
-        return havePicture;
-    };
-    if (video.kind == VideoSource::Y4m && !readFirst()) return kExitInput;
-
-    LogCapture log(o.verbose);
     PluginScope plugins;
     if (!plugins.opened) {
         Say("cannot open the plugin directory " + PluginDirectory());
         SayLogTail(log);
         return kExitLibrary;
     }
-
-    EncodeParam p;
-    QVDefaultEncodeParam(&p);
-    p.dwFileFormat = o.container;
-    const FILEFORMAT_INFO* info = QVFindFileFormatPlugin(o.container);
-    bool hasVideo = video.kind != VideoSource::None, hasAudio = audio.kind != AudioSource::None;
-    bool carriesVideo, carriesAudio;
-    std::string error;
-    if (!ChooseCodec(info, true, o.videoCodec, p.video.dwFourCC, carriesVideo, error) ||
-        !ChooseCodec(info, false, o.audioCodec, p.audio.dwFourCC, carriesAudio, error)) {
+    Plan plan;
+    if ((code = PlanOutput(o, in, plan, error)) != 0) {
         Say(error);
-        return kExitUsage;
+        if (code == kExitUsage) std::fputs("Try 'qvencode -h'.\n", stderr);
+        return code;
     }
-    if (hasVideo && !carriesVideo) {
-        if (video.kind != VideoSource::Pattern)
-            Say("note: container '" + FourCCText(o.container) + "' carries no video; the video input is ignored");
-        hasVideo = false;
+    const Overwrite policy = o.overwrite ? Overwrite::Yes : o.noOverwrite ? Overwrite::No : Overwrite::Ask;
+    const bool canAsk = isatty(fileno(stdin)) && o.videoInput != "-" && o.audioInput != "-";
+    if ((code = CheckOutput(o.output, policy, canAsk, stderr, stdin, {o.videoInput, o.audioInput}, error)) != 0) {
+        Say(error);
+        return code;
     }
-    if (hasAudio && !carriesAudio) {
-        if (audio.kind != AudioSource::Pattern)
-            Say("note: container '" + FourCCText(o.container) + "' carries no audio; the audio input is ignored");
-        hasAudio = false;
-    }
-    if (!hasVideo && !hasAudio) {
-        Say("nothing to write: no stream that container '" + FourCCText(o.container) + "' can carry");
-        return kExitUsage;
-    }
+    if (Interrupted()) return kExitInterrupted;
 
-    // Output defaults follow the input, so a plain conversion keeps size and timing.
-    xVideoInfo vi{};
-    if (hasVideo) {
-        p.video.nWidth = o.width ? o.width : video.width;
-        p.video.nHeight = o.height ? o.height : video.height;
-        p.video.dFrameRate = (o.rate.Valid() ? o.rate : video.rate).Value();
-        if (o.videoBitRate) p.video.nBitRate = o.videoBitRate;
-        if (o.resizeMethod >= 0) p.video.nResizeMethod = o.resizeMethod;
-        if (o.interpolation >= 0) p.video.nInterpolation = o.interpolation;
-        vi.width = video.width;
-        vi.height = video.height;
-        vi.fps = video.rate.Value();
-        vi.duration = video.total > 0 ? video.total / video.rate.Value() : 0.0;
-        vi.aspectx = video.aspectX;
-        vi.aspecty = video.aspectY;
-    }
-    p.bDisableVideo = !hasVideo;
-    xAudioInfo ai{};
-    if (hasAudio) {
-        p.audio.nSampleRate = o.sampleRate ? o.sampleRate : audio.rate;
-        p.audio.nChannels = o.channels ? o.channels : audio.channels;
-        if (o.audioBitRate) p.audio.nBitRate = o.audioBitRate;
-        ai.samplerate = audio.rate;
-        ai.channels = audio.channels;
-        ai.bitspersample = 16;
-        ai.bytespersec = audio.rate * audio.channels * 2;
-        ai.duration = static_cast<double>(audio.total) / audio.rate;
-    }
-    p.bDisableAudio = !hasAudio;
-
-    if (hasVideo && !havePicture && !readFirst()) return kExitInput;
-
-    const bool existed = Exists(o.output);
-    void* file = QVCreateMediaFile(Utf8ToWide(o.output).c_str(), &p, hasVideo ? &vi : nullptr,
-                                   hasAudio ? &ai : nullptr);
+    const FileStamp before = StampFile(o.output);
+    const EncodeParam& p = plan.param;
+    void* file = QVCreateMediaFile(Utf8ToWide(o.output).c_str(), &p, plan.video ? &plan.videoInfo : nullptr,
+                                   plan.audio ? &plan.audioInfo : nullptr);
     if (!file) {
-        Say("the library could not create '" + o.output + "' (container '" + FourCCText(o.container) + "'" +
-            (hasVideo ? ", video '" + FourCCText(p.video.dwFourCC) + "'" : std::string()) +
-            (hasAudio ? ", audio '" + FourCCText(p.audio.dwFourCC) + "'" : std::string()) + ")");
-        if (!info) Say("no plugin publishes file format '" + FourCCText(o.container) + "' (see qvencode --list)");
+        Say("the library could not create '" + o.output + "' (container " + Name(p.dwFileFormat) +
+            (plan.video ? ", video " + Name(p.video.dwFourCC) : std::string()) +
+            (plan.audio ? ", audio " + Name(p.audio.dwFourCC) : std::string()) + ")");
         SayLogTail(log);
-        if (!existed && Exists(o.output) && std::remove(o.output.c_str()) == 0)
-            Say("removed the incomplete '" + o.output + "'");
-        return info ? kExitLibrary : kExitUsage;
+        if (RemoveFailedOutput(o.output, before) > 0) Say("removed the incomplete '" + o.output + "'");
+        return kExitLibrary;
     }
-
-    g_interrupted = 0;
-    auto previousInt = std::signal(SIGINT, OnSignal);
-    auto previousTerm = std::signal(SIGTERM, OnSignal);
 
     const bool show = !o.quiet && (o.progress || isatty(fileno(stderr)));
-    Progress progress(show, stderr, hasVideo ? video.total : audio.total,
-                      hasVideo ? video.rate.Value() : audio.rate, hasVideo ? "frames" : "samples");
-
-    std::atomic<bool> stop{false};
-    auto stopping = [&] { return stop.load() || g_interrupted; };
-
-    // One audio block per call; false at the end or on an error.
-    long long audioFrames = 0;
-    std::vector<int16_t> samples;
-    auto writeAudioBlock = [&]() -> bool {
-        const long n = audio.Read(samples, kAudioBlockFrames);
-        if (n <= 0) {
-            if (n < 0) stop = true;
-            return false;
-        }
-        MEDIA_FRAME block{};
-        block.nSampleRate = audio.rate;
-        block.nChannels = audio.channels;
-        block.nBitsPerSample = 16;
-        block.pData = samples.data();
-        block.nDataSize = static_cast<int32_t>(n * audio.channels * 2);
-        block.llStreamTime = block.llTimeStamp = StampOf(audioFrames, audio.rate, 1);
-        block.nDuration = static_cast<int32_t>(StampOf(audioFrames + n, audio.rate, 1) - block.llStreamTime);
-        QVWriteAudioData(file, &block);
-        audioFrames += n;
-        return true;
-    };
-
-    const bool threaded = hasVideo && hasAudio && !o.singleThread;
-    std::thread audioThread;
-    if (threaded)
-        audioThread = std::thread([&] {
-            while (!stopping() && writeAudioBlock()) {
-            }
-        });
-
-    long long frames = 0;
-    bool audioDone = !hasAudio;
-    if (hasVideo) {
-        for (;;) {
-            MEDIA_FRAME f{};
-            for (int k = 0; k < 3; ++k) {
-                f.pPlane[k] = picture.plane[k].data();
-                f.nPitch[k] = picture.pitch[k];
-            }
-            f.nWidth = picture.width;
-            f.nHeight = picture.height;
-            f.llStreamTime = f.llTimeStamp = StampOf(frames, video.rate.num, video.rate.den);
-            f.nDuration = static_cast<int32_t>(StampOf(frames + 1, video.rate.num, video.rate.den) - f.llStreamTime);
-            // On one thread, audio is kept up with the picture about to be written.
-            while (!threaded && !audioDone && !stopping() &&
-                   StampOf(audioFrames, audio.rate, 1) <= f.llStreamTime)
-                audioDone = !writeAudioBlock();
-            if (stopping()) break;
-            QVWriteVideoFrame(file, &f);
-            progress.Update(++frames);
-            const int r = video.Read(picture);
-            if (r < 0) stop = true;
-            if (r <= 0) break;
-        }
-    }
-    if (threaded) {
-        audioThread.join();
-    } else {
-        while (!audioDone && !stopping()) {
-            audioDone = !writeAudioBlock();
-            if (!hasVideo) progress.Update(audioFrames);
-        }
-    }
-    progress.FinishWriting(hasVideo ? frames : audioFrames);
-
+    // Progress counts output frames: a variable-rate input makes more or fewer.
+    const double outputRate = p.video.dFrameRate;
+    const long long frames = plan.video && in.video.Seconds() > 0 ? std::llround(in.video.Seconds() * outputRate) : -1;
+    Progress progress(show, stderr, plan.video ? frames : in.audio.Total(), plan.video ? outputRate : in.audio.Rate(),
+                      plan.video ? "frames" : "samples");
+    Written w;
+    WriteStreams(file, o, in, plan, progress, w);
+    const std::string counters = plan.video ? Counters(file, in.video) : "";
+    QV_MEDIAFILE_STATS stats{};
+    stats.cbSize = sizeof stats;
+    QVGetMediaFileStats(file, &stats);
     QVCloseMediaFile(file, show ? &Progress::CloseCallback : nullptr, &progress);
     progress.EndClose();
-    std::signal(SIGINT, previousInt);
-    std::signal(SIGTERM, previousTerm);
 
-    const std::string failure = !video.error.empty() ? video.error : audio.error;
-    if (!failure.empty() || g_interrupted) {
+    const std::string failure = !w.videoFailure.empty() ? w.videoFailure : w.audioFailure;
+    if (!failure.empty() || Interrupted()) {
         Say(failure.empty() ? std::string("interrupted") : failure);
-        if (std::remove(o.output.c_str()) == 0) Say("'" + o.output + "' is incomplete and was removed");
-        else Say("'" + o.output + "' is incomplete");
+        const int removed = RemoveFailedOutput(o.output, before);
+        if (removed > 0) Say("'" + o.output + "' is incomplete and was removed");
+        else if (removed < 0) Say("'" + o.output + "' is incomplete and could not be removed");
         return failure.empty() ? kExitInterrupted : kExitInput;
     }
-    if (show)
-        std::fprintf(stderr, "qvencode: wrote '%s'%s%s\n", o.output.c_str(),
-                     hasVideo ? (": " + std::to_string(frames) + " frames").c_str() : "",
-                     hasAudio ? (", " + ClockText(audioFrames * 1000 / audio.rate) + " of audio").c_str() : "");
+    if (!o.quiet) SayInputWarnings(in);
+    if (show) {
+        std::string line = "wrote '" + o.output + "'";
+        if (plan.video) line += ": " + std::to_string(stats.llVideoFramesOut) + " frames (" + counters + ")";
+        if (plan.audio)
+            line += std::string(plan.video ? ", " : ": ") + ClockText(stats.llAudioTime / 10000) + " of audio";
+        Say(line);
+    }
     return kExitOk;
 }
 

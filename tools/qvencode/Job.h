@@ -4,8 +4,6 @@
 
 #include "Options.h"
 
-#include <cstdint>
-
 namespace qvenc {
 
 enum ExitCode { kExitOk = 0, kExitUsage = 1, kExitInput = 2, kExitLibrary = 3, kExitInterrupted = 130 };
@@ -15,9 +13,8 @@ int RunJob(const Options& options);
 // --list. Returns the exit code.
 int RunList(const Options& options);
 
-// 100-ns time of item `index` at `perSecond` items per second given as a
-// ratio num/den, rounded to the nearest unit (exact for 30000/1001).
-int64_t StampOf(long long index, int64_t num, int64_t den);
+// One line for the user on standard error: "qvencode: TEXT".
+void Say(const std::string& text);
 
 }  // namespace qvenc
 

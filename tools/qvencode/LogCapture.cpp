@@ -1,54 +1,42 @@
 #include "LogCapture.h"
 
-#include <cstdio>
-#include <cstdlib>
-#include <unistd.h>
+#include "Text.h"
+
+#include <quevarra/qv_embed.h>
+
+#include <cwchar>
 
 namespace qvenc {
 
-LogCapture::LogCapture(bool verbose) {
-    if (verbose) {
-        setenv("QUEVARRA_LOG", "-", 1);
-        return;
-    }
-    const char* user = std::getenv("QUEVARRA_LOG");
-    if (user && *user) {
-        if (std::string(user) != "-") m_path = user;
-        return;
-    }
-    const char* tmp = std::getenv("TMPDIR");
-    std::string pattern = std::string(tmp && *tmp ? tmp : "/tmp") + "/qvencode-log-XXXXXX";
-    int fd = mkstemp(&pattern[0]);
-    if (fd < 0) return;  // no capture; failures are still reported, without log lines
-    close(fd);
-    m_path = pattern;
-    m_temporary = true;
-    setenv("QUEVARRA_LOG", m_path.c_str(), 1);
-}
+namespace {
 
-LogCapture::~LogCapture() {
-    if (m_temporary) {
-        unlink(m_path.c_str());
-        unsetenv("QUEVARRA_LOG");
+constexpr size_t kKeptLines = 64;
+
+}  // namespace
+
+LogCapture::LogCapture(FILE* live) : m_live(live) { QVSetLogCallback(&LogCapture::OnMessage, this); }
+
+LogCapture::~LogCapture() { QVSetLogCallback(nullptr, nullptr); }
+
+void LogCapture::OnMessage(void* user, const wchar_t* message) {
+    LogCapture* self = static_cast<LogCapture*>(user);
+    if (!self || !message) return;
+    const std::vector<std::string> lines = SplitLines(WideToUtf8(message, std::wcslen(message)));
+    std::lock_guard<std::mutex> lock(self->m_mutex);
+    for (const std::string& line : lines) {
+        if (self->m_live) std::fprintf(self->m_live, "log: %s\n", line.c_str());
+        self->m_lines.push_back(line);
+        if (self->m_lines.size() > kKeptLines) self->m_lines.pop_front();
     }
 }
 
 std::vector<std::string> LogCapture::Tail(size_t count) const {
-    if (m_path.empty()) return {};
-    FILE* f = std::fopen(m_path.c_str(), "rb");
-    if (!f) return {};
-    std::string text;
-    char buf[4096];
-    size_t n;
-    while ((n = std::fread(buf, 1, sizeof buf, f)) > 0) {
-        text.append(buf, n);
-        if (text.size() > (1u << 20)) text.erase(0, text.size() - (1u << 19));  // keep the end only
-    }
-    std::fclose(f);
-    return LastLines(text, count);
+    std::lock_guard<std::mutex> lock(m_mutex);
+    const size_t first = m_lines.size() > count ? m_lines.size() - count : 0;
+    return std::vector<std::string>(m_lines.begin() + static_cast<long>(first), m_lines.end());
 }
 
-std::vector<std::string> LastLines(const std::string& text, size_t count) {
+std::vector<std::string> SplitLines(const std::string& text) {
     std::vector<std::string> lines;
     std::string line;
     for (char c : text) {
@@ -60,7 +48,6 @@ std::vector<std::string> LastLines(const std::string& text, size_t count) {
         }
     }
     if (!line.empty()) lines.push_back(line);
-    if (lines.size() > count) lines.erase(lines.begin(), lines.end() - static_cast<long>(count));
     return lines;
 }
 

@@ -1,34 +1,39 @@
-// Where the library's log goes while qvencode runs.
+// The library's log while qvencode runs, taken through the library's log
+// callback: with -v shown live on standard error, and always kept (its last
+// lines) so that a failure can be explained.
 #ifndef QVENCODE_LOGCAPTURE_H
 #define QVENCODE_LOGCAPTURE_H
 
+#include <cstdio>
+#include <deque>
+#include <mutex>
 #include <string>
 #include <vector>
 
 namespace qvenc {
 
-// Must be set up before the library logs anything. Verbose: the log goes to
-// standard error. Otherwise it goes to the file the user named in
-// QUEVARRA_LOG, or to a temporary file removed on destruction, so that its
-// last lines can be shown when something fails.
+// One per process at a time: the callback is the library's, process-wide.
 class LogCapture {
 public:
-    explicit LogCapture(bool verbose);
+    // live: where to show each line as it comes (null: keep only).
+    explicit LogCapture(FILE* live);
     ~LogCapture();
     LogCapture(const LogCapture&) = delete;
     LogCapture& operator=(const LogCapture&) = delete;
 
-    // The last `count` non-empty lines logged so far (empty when the log is
-    // shown live or cannot be read).
+    // The last `count` non-empty lines logged so far.
     std::vector<std::string> Tail(size_t count) const;
 
 private:
-    std::string m_path;  // file to read back; empty when live
-    bool m_temporary = false;
+    static void OnMessage(void* user, const wchar_t* message);
+
+    FILE* m_live;
+    mutable std::mutex m_mutex;
+    std::deque<std::string> m_lines;
 };
 
-// The last `count` non-empty lines of a text (CR and LF both end a line).
-std::vector<std::string> LastLines(const std::string& text, size_t count);
+// The non-empty lines of a text (CR and LF both end a line).
+std::vector<std::string> SplitLines(const std::string& text);
 
 }  // namespace qvenc
 

@@ -82,17 +82,6 @@ bool ParseRate(const std::string& text, Rational& rate) {
     return true;
 }
 
-bool ParseFourCC(const std::string& text, uint32_t& code) {
-    if (text.empty() || text.size() > 4) return false;
-    char c[4] = {' ', ' ', ' ', ' '};
-    for (size_t i = 0; i < text.size(); ++i) {
-        if (text[i] < 0x20 || text[i] > 0x7e) return false;
-        c[i] = text[i];
-    }
-    code = QV_FOURCC(c[0], c[1], c[2], c[3]);
-    return true;
-}
-
 bool ParseBitRate(const std::string& text, int& bitsPerSecond) {
     if (text.empty()) return false;
     std::string digits = text;
@@ -108,43 +97,42 @@ bool ParseBitRate(const std::string& text, int& bitsPerSecond) {
     return true;
 }
 
-uint32_t ContainerForExtension(const std::string& fileName) {
-    size_t slash = fileName.rfind('/');
-    size_t dot = fileName.rfind('.');
-    if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) return 0;
-    static const struct {
-        const char* ext;
-        uint32_t code;
-    } kTable[] = {
-        {".mp4", QV_FOURCC('M', 'P', '4', ' ')}, {".mov", QV_FOURCC('M', 'O', 'V', ' ')},
-        {".mkv", QV_FOURCC('M', 'K', 'V', ' ')}, {".avi", QV_FOURCC('A', 'V', 'I', ' ')},
-        {".webm", QV_FOURCC('W', 'E', 'B', 'M')}, {".m4a", QV_FOURCC('M', '4', 'A', ' ')},
-        {".wav", QV_FOURCC('W', 'A', 'V', ' ')}, {".y4m", QV_FOURCC('Y', '4', 'M', ' ')},
-    };
-    std::string ext = Lower(fileName.substr(dot));
-    for (const auto& e : kTable)
-        if (ext == e.ext) return e.code;
-    return 0;
-}
-
-std::string FourCCText(uint32_t code) {
-    std::string s;
-    for (int i = 0; i < 4; ++i) {
-        char c = static_cast<char>((code >> (8 * i)) & 0xff);
-        s.push_back(c >= 0x20 && c <= 0x7e ? c : '?');
-    }
-    return s;
-}
-
 const char* UsageText() {
     return "usage: qvencode [options] OUTPUT\n"
-           "       qvencode --list\n"
-           "inputs:   -i FILE|-  (YUV4MPEG2 4:2:0)  --raw bgra|bgr24 --size WxH --rate FPS\n"
-           "          -a FILE.wav  --duration SECONDS (test pattern, default 10)\n"
-           "output:   -f FOURCC -c:v FOURCC -c:a FOURCC -s WxH -r FPS -b:v RATE -b:a RATE\n"
-           "          -ar HZ -ac N --resize stretch|keep|16:9|4:3|crop --interp bilinear|nearest\n"
-           "          --aspect X:Y -vn -an --single-thread\n"
-           "display:  --progress -q -v --list -h\n";
+           "       qvencode --list | --version | -h\n"
+           "\n"
+           "Inputs (any file FFmpeg reads; '-' is standard input):\n"
+           "  -i INPUT              video, and audio unless -a is given\n"
+           "  -a INPUT              audio from another file\n"
+           "  --video-stream N      stream N of -i for video (default: the best one)\n"
+           "  --audio-stream N      stream N of the audio input (default: the best one)\n"
+           "  --raw PIXFMT --size WxH --rate FPS\n"
+           "                        -i holds raw frames (bgra, bgr24, yuv420p, ...)\n"
+           "  --duration SECONDS    length of the test pattern (no -i, no -a); 10\n"
+           "\n"
+           "Output (container from the extension unless -f is given):\n"
+           "  -f NAME               container: mp4 mov mkv webm avi m4a wav y4m\n"
+           "  -c:v NAME, -c:a NAME  codecs: h264 hevc vp9 av1 xvid mjpeg rawvideo,\n"
+           "                        aac mp3 opus flac ac3 pcm, or FFmpeg's encoder names\n"
+           "                        (a FourCC in any case works too)\n"
+           "  -s WxH  -r FPS        picture size and frame rate (default: the input's)\n"
+           "  -b:v RATE  -b:a RATE  bit rates (800k, 2M)\n"
+           "  -ar HZ  -ac 1|2       audio sample rate and channels (default: the input's)\n"
+           "  --resize stretch|keep|16:9|4:3|crop   --interp bilinear|nearest\n"
+           "  --aspect X:Y          the input's display aspect\n"
+           "  -vn, -an              no video, no audio\n"
+           "  -y, -n                overwrite an existing OUTPUT, or never\n"
+           "  --single-thread       write audio on the video's thread\n"
+           "\n"
+           "Display:\n"
+           "  --progress            progress line even when not on a terminal\n"
+           "  -q                    quiet\n"
+           "  -v                    show the library's and FFmpeg's log\n"
+           "  --list                file formats and codecs of the installed plugins\n"
+           "  --version             versions of qvencode, the library and FFmpeg\n"
+           "\n"
+           "Exit status: 0 done, 1 bad usage, 2 unreadable input, 3 library or plugin\n"
+           "failure, 130 interrupted. A run that fails leaves no output behind.\n";
 }
 
 ParseResult ParseOptions(int argc, const char* const* argv, Options& o) {
@@ -156,16 +144,17 @@ ParseResult ParseOptions(int argc, const char* const* argv, Options& o) {
     };
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
-        // Options that take a value read it here; a missing value is an error.
-        auto value = [&](std::string& out) {
-            if (i + 1 >= argc) return false;
-            out = argv[++i];
-            return true;
-        };
         std::string v;
-        auto needs = [&]() { return !value(v); };
+        // Options that take a value read it here; a missing value is an error.
+        auto needs = [&]() {
+            if (i + 1 >= argc) return true;
+            v = argv[++i];
+            return false;
+        };
         if (arg == "-h" || arg == "--help") {
             o.help = true;
+        } else if (arg == "--version") {
+            o.version = true;
         } else if (arg == "--list") {
             o.list = true;
         } else if (arg == "-q") {
@@ -178,28 +167,27 @@ ParseResult ParseOptions(int argc, const char* const* argv, Options& o) {
             o.noVideo = true;
         } else if (arg == "-an") {
             o.noAudio = true;
+        } else if (arg == "-y") {
+            o.overwrite = true;
+        } else if (arg == "-n") {
+            o.noOverwrite = true;
         } else if (arg == "--single-thread") {
             o.singleThread = true;
         } else if (arg == "-i" || arg == "-a") {
-            if (needs() || v.empty()) return fail(arg + " needs a file name");
+            if (needs() || v.empty()) return fail(arg + " needs an input (a file, '-' or a URL)");
             (arg == "-i" ? o.videoInput : o.audioInput) = v;
+        } else if (arg == "--video-stream" || arg == "--audio-stream") {
+            long long n;
+            if (needs() || !ParseInt(v, 0, 65535, n)) return fail(arg + ": bad stream number '" + v + "'");
+            (arg == "--video-stream" ? o.videoStream : o.audioStream) = static_cast<int>(n);
         } else if (arg == "--raw") {
-            if (needs()) return fail("--raw needs bgra or bgr24");
-            std::string f = Lower(v);
-            if (f == "bgra") o.raw = RawFormat::Bgra;
-            else if (f == "bgr24") o.raw = RawFormat::Bgr24;
-            else return fail("--raw: unknown pixel format '" + v + "' (bgra or bgr24)");
+            if (needs() || v.empty()) return fail("--raw needs a pixel format (bgra, bgr24, yuv420p, ...)");
+            o.rawFormat = Lower(v);
         } else if (arg == "--size" || arg == "-s") {
             int w, h;
-            if (needs() || !ParseSize(v, w, h))
-                return fail(arg + ": bad size '" + v + "' (WxH, 1 to 16384 each)");
-            if (arg == "-s") {
-                o.width = w;
-                o.height = h;
-            } else {
-                o.rawWidth = w;
-                o.rawHeight = h;
-            }
+            if (needs() || !ParseSize(v, w, h)) return fail(arg + ": bad size '" + v + "' (WxH, 1 to 16384 each)");
+            (arg == "-s" ? o.width : o.rawWidth) = w;
+            (arg == "-s" ? o.height : o.rawHeight) = h;
         } else if (arg == "--rate" || arg == "-r") {
             Rational rate;
             if (needs() || !ParseRate(v, rate))
@@ -208,24 +196,21 @@ ParseResult ParseOptions(int argc, const char* const* argv, Options& o) {
         } else if (arg == "--duration") {
             char* end = nullptr;
             if (needs()) return fail("--duration needs seconds");
-            double d = std::strtod(v.c_str(), &end);
+            const double d = std::strtod(v.c_str(), &end);
             if (v.empty() || *end || !(d > 0.0) || d > 86400.0)
                 return fail("--duration: bad duration '" + v + "' (seconds, above 0)");
             o.duration = d;
         } else if (arg == "-f" || arg == "-c:v" || arg == "-c:a") {
-            uint32_t code;
-            if (needs() || !ParseFourCC(v, code))
-                return fail(arg + ": bad FourCC '" + v + "' (one to four printable characters)");
-            (arg == "-f" ? o.container : arg == "-c:v" ? o.videoCodec : o.audioCodec) = code;
+            if (needs() || v.empty())
+                return fail(arg + " needs a name (e.g. " + (arg == "-f" ? "mkv" : arg == "-c:v" ? "h264" : "aac") + ")");
+            (arg == "-f" ? o.container : arg == "-c:v" ? o.videoCodec : o.audioCodec) = v;
         } else if (arg == "-b:v" || arg == "-b:a") {
             int bps;
-            if (needs() || !ParseBitRate(v, bps))
-                return fail(arg + ": bad bit rate '" + v + "' (e.g. 800000, 800k, 2M)");
+            if (needs() || !ParseBitRate(v, bps)) return fail(arg + ": bad bit rate '" + v + "' (e.g. 800000, 800k, 2M)");
             (arg == "-b:v" ? o.videoBitRate : o.audioBitRate) = bps;
         } else if (arg == "-ar") {
             long long hz;
-            if (needs() || !ParseInt(v, 1000, 768000, hz))
-                return fail("-ar: bad sample rate '" + v + "' (1000 to 768000)");
+            if (needs() || !ParseInt(v, 1000, 768000, hz)) return fail("-ar: bad sample rate '" + v + "' (1000 to 768000)");
             o.sampleRate = static_cast<int>(hz);
         } else if (arg == "-ac") {
             long long n;
@@ -236,23 +221,21 @@ ParseResult ParseOptions(int argc, const char* const* argv, Options& o) {
                 const char* name;
                 int method;
             } kMethods[] = {{"stretch", 0}, {"keep", 1}, {"16:9", 2}, {"4:3", 3}, {"crop", 5}};
-            if (needs()) return fail("--resize needs a method");
+            if (needs()) return fail("--resize needs a method (stretch, keep, 16:9, 4:3, crop)");
             o.resizeMethod = -1;
             for (const auto& m : kMethods)
                 if (Lower(v) == m.name) o.resizeMethod = m.method;
-            if (o.resizeMethod < 0)
-                return fail("--resize: unknown method '" + v + "' (stretch, keep, 16:9, 4:3, crop)");
+            if (o.resizeMethod < 0) return fail("--resize: unknown method '" + v + "' (stretch, keep, 16:9, 4:3, crop)");
         } else if (arg == "--interp") {
-            if (needs()) return fail("--interp needs a method");
-            std::string m = Lower(v);
+            if (needs()) return fail("--interp needs a method (bilinear, nearest)");
+            const std::string m = Lower(v);
             if (m == "bilinear") o.interpolation = 2;
             else if (m == "nearest") o.interpolation = 1;
             else return fail("--interp: unknown method '" + v + "' (bilinear, nearest)");
         } else if (arg == "--aspect") {
             size_t colon;
             long long x, y;
-            if (needs() || (colon = v.find(':')) == std::string::npos ||
-                !ParseInt(v.substr(0, colon), 1, 100000, x) ||
+            if (needs() || (colon = v.find(':')) == std::string::npos || !ParseInt(v.substr(0, colon), 1, 100000, x) ||
                 !ParseInt(v.substr(colon + 1), 1, 100000, y))
                 return fail("--aspect: bad aspect '" + v + "' (X:Y, e.g. 16:9)");
             o.aspectX = static_cast<int>(x);
@@ -264,26 +247,24 @@ ParseResult ParseOptions(int argc, const char* const* argv, Options& o) {
             o.output = arg;
         }
     }
-    if (o.help || o.list) {
+    if (o.help || o.list || o.version) {
         r.ok = true;
         return r;
     }
     if (o.output.empty()) return fail("no output file given");
-    if (o.container == 0) {
-        o.container = ContainerForExtension(o.output);
-        if (o.container == 0)
-            return fail("cannot tell the container from '" + o.output +
-                        "' (use .mp4 .mov .mkv .avi .webm .m4a .wav .y4m or -f FOURCC)");
-    }
-    if (o.raw != RawFormat::None) {
-        if (o.videoInput.empty()) return fail("--raw needs -i FILE");
+    if (o.overwrite && o.noOverwrite) return fail("-y and -n contradict each other");
+    if (!o.rawFormat.empty()) {
+        if (o.videoInput.empty()) return fail("--raw needs -i INPUT");
         if (o.rawWidth == 0) return fail("--raw needs --size WxH");
         if (!o.rawRate.Valid()) return fail("--raw needs --rate FPS");
     } else if (o.rawWidth || o.rawRate.Valid()) {
         return fail("--size and --rate describe raw input; use them with --raw");
     }
     if (o.noVideo && o.noAudio) return fail("-vn and -an together leave nothing to write");
-    if (o.audioInput == "-") return fail("-a: audio must come from a WAV file, not standard input");
+    if (o.videoInput == "-" && o.audioInput == "-") return fail("-i and -a cannot both read standard input");
+    if (o.videoStream >= 0 && o.videoInput.empty()) return fail("--video-stream needs -i INPUT");
+    if (o.audioStream >= 0 && o.videoInput.empty() && o.audioInput.empty())
+        return fail("--audio-stream needs -i or -a INPUT");
     r.ok = true;
     return r;
 }

@@ -2,6 +2,7 @@
 #ifndef QVENCODE_PICTURE_H
 #define QVENCODE_PICTURE_H
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 

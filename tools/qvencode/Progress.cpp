@@ -12,9 +12,10 @@ Progress::Progress(bool enabled, FILE* out, long long total, double unitsPerSeco
       m_start(std::chrono::steady_clock::now()), m_last(m_start - std::chrono::seconds(1)) {}
 
 std::string Progress::Line(long long done, long long total, double unitsPerSecond, const char* unitName,
-                           double elapsed) {
+                           double elapsed, const std::string& extra) {
     std::string line;
     char buf[128];
+    if (total > 0 && done > total) total = done;  // the estimate was short
     if (total > 0) {
         const int width = 24;
         const int filled = static_cast<int>(std::min<long long>(width, done * width / total));
@@ -36,6 +37,7 @@ std::string Progress::Line(long long done, long long total, double unitsPerSecon
             line += buf;
         }
     }
+    if (!extra.empty()) line += "  " + extra;
     return line;
 }
 
@@ -48,18 +50,18 @@ void Progress::Print(const std::string& line) {
     std::fflush(m_out);
 }
 
-void Progress::Update(long long done) {
+void Progress::Update(long long done, const std::string& extra) {
     if (!m_enabled) return;
     const auto now = std::chrono::steady_clock::now();
     if (now - m_last < std::chrono::milliseconds(100)) return;  // ten refreshes a second are plenty
     m_last = now;
-    Print(Line(done, m_total, m_unitsPerSecond, m_unitName, std::chrono::duration<double>(now - m_start).count()));
+    Print(Line(done, m_total, m_unitsPerSecond, m_unitName, std::chrono::duration<double>(now - m_start).count(), extra));
 }
 
-void Progress::FinishWriting(long long done) {
+void Progress::FinishWriting(long long done, const std::string& extra) {
     if (!m_enabled) return;
     const auto now = std::chrono::steady_clock::now();
-    Print(Line(done, m_total, m_unitsPerSecond, m_unitName, std::chrono::duration<double>(now - m_start).count()));
+    Print(Line(done, m_total, m_unitsPerSecond, m_unitName, std::chrono::duration<double>(now - m_start).count(), extra));
     std::fputc('\n', m_out);
     m_lastWidth = 0;
 }

@@ -15,18 +15,19 @@ public:
     // unitsPerSecond converts units to media time.
     Progress(bool enabled, FILE* out, long long total, double unitsPerSecond, const char* unitName);
 
-    void Update(long long done);
+    // `extra` ends the line ("dup 2 drop 0").
+    void Update(long long done, const std::string& extra = "");
     // Ends the writing line (prints a final state).
-    void FinishWriting(long long done);
+    void FinishWriting(long long done, const std::string& extra = "");
     // The line shown for one report of the muxer while it finishes the file.
     static std::string CloseLine(unsigned done, unsigned total, unsigned stage);
     // Callback for QVCloseMediaFile; user is a Progress*.
     static unsigned CloseCallback(void* user, unsigned done, unsigned total, unsigned stage);
     void EndClose();
 
-    // "[=====>    ] 120/250 frames 00:00:04.8 2.1x ETA 0:06".
+    // "[=====>    ] 120/250 frames 00:00:04.8 2.1x ETA 0:06 dup 2 drop 0".
     static std::string Line(long long done, long long total, double unitsPerSecond, const char* unitName,
-                            double elapsedSeconds);
+                            double elapsedSeconds, const std::string& extra = "");
 
 private:
     void Print(const std::string& line);

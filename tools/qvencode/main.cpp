@@ -1,7 +1,9 @@
-// qvencode: writes a media file from YUV4MPEG2 / raw RGB video and WAV audio,
-// or from a generated test pattern, through the library's plugins.
+// qvencode: writes a media file through the library's plugins from anything
+// FFmpeg can read, or from a generated test pattern.
+#include "FfLog.h"
 #include "Job.h"
 #include "Options.h"
+#include "Version.h"
 
 #include <cstdio>
 
@@ -9,15 +11,18 @@ int main(int argc, char** argv) {
     qvenc::Options options;
     const qvenc::ParseResult parsed = qvenc::ParseOptions(argc, argv, options);
     if (!parsed.ok) {
-        std::fprintf(stderr, "qvencode: %s\n%s", parsed.error.c_str(), qvenc::UsageText());
+        std::fprintf(stderr, "qvencode: %s\nTry 'qvencode -h'.\n", parsed.error.c_str());
         return qvenc::kExitUsage;
     }
     if (options.help) {
         std::fputs(qvenc::UsageText(), stdout);
         return qvenc::kExitOk;
     }
+    if (options.version) {
+        std::fputs(qvenc::VersionText().c_str(), stdout);
+        return qvenc::kExitOk;
+    }
+    qvenc::RouteFfmpegLog(options.verbose);
     if (options.list) return qvenc::RunList(options);
-    const int code = qvenc::RunJob(options);
-    if (code == qvenc::kExitUsage) std::fputs(qvenc::UsageText(), stderr);
-    return code;
+    return qvenc::RunJob(options);
 }
