@@ -101,6 +101,37 @@ void PlaneJobs(int sw, int sh, int dw, int dh) {
     }
 }
 
-const int kRegistered = (PlaneJobs(1920, 1080, 1280, 720), PlaneJobs(640, 480, 1280, 720), 0);
+// The other 8-bit resizers on a luma-sized plane: the 8-bit image pair
+// (bottom-up bilinear, nearest by index tables) and the averaging luma
+// variant, beside the peers' bilinear, nearest and box filters.
+void EightBitJobs(int sw, int sh, int dw, int dh) {
+    const std::string size = std::to_string(sw) + "x" + std::to_string(sh) + "->" + std::to_string(dw) + "x" +
+                             std::to_string(dh);
+    auto src = std::make_shared<Plane>(sw, sh, 4), dst = std::make_shared<Plane>(dw, dh, 5);
+    const struct { const char* name; int (*ours)(const IMG_PARAM&, IMG_PARAM&); libyuv::FilterMode yuv; int sws; } jobs[] = {
+        {"Plane8 bilinear ", DIB_ResizeBiLiner8, libyuv::kFilterBilinear, SWS_BILINEAR},
+        {"Plane8 nearest ", DIB_ResizeNear8, libyuv::kFilterNone, SWS_POINT},
+        {"PlaneY average ", DIB_ResizeBiLinerY_Simulate, libyuv::kFilterBox, SWS_AREA}};
+    for (const auto& j : jobs) {
+        const std::string name = j.name + size;
+        const auto ours = j.ours;
+        qvbench::Job(name, "ours", [=] {
+            IMG_PARAM s{src->data(), sw, sh, sw, 8, 0, 0, sw, sh}, d{dst->data(), dw, dh, dw, 8, 0, 0, dw, dh};
+            ours(s, d);
+        });
+        const libyuv::FilterMode yuv = j.yuv;
+        qvbench::Job(name, "libyuv", [=] { libyuv::ScalePlane(src->data(), sw, sw, sh, dst->data(), dw, dw, dh, yuv); });
+        auto gray = std::make_shared<Sws>(sw, sh, dw, dh, AV_PIX_FMT_GRAY8, j.sws);
+        qvbench::Job(name, "swscale", [=] {
+            const uint8_t* in[1] = {src->data()};
+            uint8_t* out[1] = {dst->data()};
+            const int inPitch[1] = {sw}, outPitch[1] = {dw};
+            sws_scale(gray->ctx, in, inPitch, 0, sh, out, outPitch);
+        });
+    }
+}
+
+const int kRegistered = (PlaneJobs(1920, 1080, 1280, 720), PlaneJobs(640, 480, 1280, 720),
+                         EightBitJobs(1920, 1080, 1280, 720), 0);
 
 }  // namespace

@@ -9,8 +9,6 @@ using namespace qv::image;
 
 namespace {
 
-constexpr uint8_t kLumaBlack = 16;
-
 // 4-byte pixels: stepped columns, the last one pinned to `lastCol`.
 void NearRow32(const uint8_t* in, uint8_t* out, int count, int64_t step, int lastCol) {
     int64_t fx = 0;
@@ -64,9 +62,14 @@ QV_API int DIB_ResizeNear8(const IMG_PARAM& src, IMG_PARAM& dst) {
     FillTable(colTable, dst.cx, src.x, src.cx, ExtentColumns(src, 1));
     FillTable(rowTable, dst.cy, src.y, src.cy, ExtentRows(src));
     const PlaneRows& rows = PlaneRowFamily().Active();
-    for (int j = 0; j < dst.cy; ++j)
-        rows.tableRow(RowTopDown(src, rowTable[j]), RowTopDown(dst, dst.y + j) + dst.x, colTable,
-                      dst.cx);
+    ColumnStrip strip;
+    strip.cols = colTable;
+    for (int first = 0; first < dst.cx; first += kStripColumns) {
+        SetStrip(strip, first, dst.cx);
+        PlanStrip(rows, strip, Taps::Table);
+        for (int j = 0; j < dst.cy; ++j)
+            rows.nearRow(RowTopDown(src, rowTable[j]), RowTopDown(dst, dst.y + j) + dst.x, strip);
+    }
     delete[] colTable;
     delete[] rowTable;
     return 1;
@@ -75,38 +78,45 @@ QV_API int DIB_ResizeNear8(const IMG_PARAM& src, IMG_PARAM& dst) {
 QV_API int DIB_ResizeNearY(const IMG_PARAM& src, IMG_PARAM& dst) {
     if (!AcceptRects(src, {Layout::TopDown, 1}, dst, {Layout::TopDown, 1}))
         return 0;
-    const int64_t stepX = Q12Step(src.cx, dst.cx);
     const int64_t stepY = Q12Step(src.cy, dst.cy);
-    const int right = dst.x + dst.cx;
     const PlaneRows& rows = PlaneRowFamily().Active();
-    int64_t fy = 0;
-    for (int j = 0; j < dst.cy; ++j, fy += stepY) {
-        uint8_t* row = RowTopDown(dst, dst.y + j);
-        std::memset(row, kLumaBlack, dst.x);
-        const int s = static_cast<int>(fy >> kShift) + src.y;
-        rows.nearRow(RowTopDown(src, s) + src.x, row + dst.x, dst.cx, stepX);
-        std::memset(row + right, kLumaBlack, RowLength(dst) - right);
+    ColumnStrip strip;
+    strip.step = Q12Step(src.cx, dst.cx);
+    for (int first = 0; first < dst.cx; first += kStripColumns) {
+        SetStrip(strip, first, dst.cx);
+        PlanStrip(rows, strip, Taps::Near);
+        int64_t fy = 0;
+        for (int j = 0; j < dst.cy; ++j, fy += stepY) {
+            const int s = static_cast<int>(fy >> kShift) + src.y;
+            rows.nearRow(RowTopDown(src, s) + src.x, RowTopDown(dst, dst.y + j) + dst.x, strip);
+        }
     }
+    BlackenLumaMargins(dst);
     return 1;
 }
 
 QV_API int DIB_ResizeNearUV(const IMG_PARAM& src, IMG_PARAM& dst) {
     if (!AcceptRects(src, {Layout::Chroma, 1}, dst, {Layout::Chroma, 1}))
         return 0;
-    const int64_t stepX = Q12Step(src.cx, dst.cx);
     const int64_t stepY = Q12Step(src.cy, dst.cy);
     // Every second luma column c from dst.x writes chroma sample c / 2.
     const int count = (dst.cx + 1) / 2;
     const PlaneRows& rows = PlaneRowFamily().Active();
-    int r = dst.y;
-    int64_t fy = 0;
-    for (; r < dst.y + dst.cy - 2; r += 2, fy += 2 * stepY) {
-        const int s = static_cast<int>(fy >> kShift) + src.y;
-        rows.nearRowUV(RowTopDown(src, s / 2), RowTopDown(dst, r / 2) + dst.x / 2, count,
-                       2 * stepX, src.x);
+    ColumnStrip strip;
+    strip.step = 2 * Q12Step(src.cx, dst.cx);
+    strip.srcX = src.x;
+    for (int first = 0; first < count; first += kStripColumns) {
+        SetStrip(strip, first, count);
+        PlanStrip(rows, strip, Taps::NearUV);
+        int r = dst.y;
+        int64_t fy = 0;
+        for (; r < dst.y + dst.cy - 2; r += 2, fy += 2 * stepY) {
+            const int s = static_cast<int>(fy >> kShift) + src.y;
+            rows.nearRow(RowTopDown(src, s / 2), RowTopDown(dst, r / 2) + dst.x / 2, strip);
+        }
+        // The last chroma row comes from the source rectangle's last luma row.
+        rows.nearRow(RowTopDown(src, (src.y + src.cy - 1) / 2), RowTopDown(dst, r / 2) + dst.x / 2,
+                     strip);
     }
-    // The last chroma row comes from the source rectangle's last luma row.
-    rows.nearRowUV(RowTopDown(src, (src.y + src.cy - 1) / 2), RowTopDown(dst, r / 2) + dst.x / 2,
-                   count, 2 * stepX, src.x);
     return 1;
 }

@@ -49,6 +49,33 @@ bool HasPlaneResizer(int interpolation) {
            interpolation == IMAGE_INTERPOLATION_BILINEAR;
 }
 
+// Paints black what the plane resizers leave of a W x H picture whose
+// rectangle is `rect`: the luma rows above and below it (the luma resizers
+// blacken the margins of the rows they cover) and, in both chroma planes,
+// everything outside the samples they write: chroma columns x / 2 onwards,
+// (cx + 1) / 2 of them, in chroma rows y / 2 to y / 2 + (cy - 1) / 2.
+// False, painting nothing, for a rectangle that is not inside the picture.
+bool PaintBorders(uint8_t* y, uint8_t* v, uint8_t* u, int W, int H, const IMG_PARAM& rect) {
+    if (rect.x < 0 || rect.y < 0 || rect.cx < 1 || rect.cy < 1 ||
+        int64_t{rect.x} + rect.cx > W || int64_t{rect.y} + rect.cy > H)
+        return false;
+    const size_t w = static_cast<size_t>(W);
+    memset(y, 16, w * rect.y);
+    memset(y + w * (rect.y + rect.cy), 16, w * (H - rect.y - rect.cy));
+    const int C = (W + 1) / 2, rows = (H + 1) / 2;
+    const int top = rect.y / 2, bottom = top + (rect.cy - 1) / 2 + 1;
+    const int left = rect.x / 2, right = left + (rect.cx + 1) / 2;
+    for (uint8_t* plane : {v, u}) {
+        memset(plane, 128, static_cast<size_t>(C) * top);
+        for (int r = top; r < bottom; ++r) {
+            memset(plane + static_cast<size_t>(C) * r, 128, left);
+            memset(plane + static_cast<size_t>(C) * r + right, 128, C - right);
+        }
+        memset(plane + static_cast<size_t>(C) * bottom, 128, static_cast<size_t>(C) * (rows - bottom));
+    }
+    return true;
+}
+
 }  // namespace
 
 // One line per file: a host that sends bad frames at 60 fps must not flood its log.
@@ -79,12 +106,13 @@ MEDIA_FRAME* MediaFile::GetResizeFrame(const MEDIA_FRAME* frame) {
     uint8_t* v = y + lumaSize;
     uint8_t* u = v + chromaSize;
 
-    // Black wherever the fitted picture does not reach.
-    memset(y, 16, lumaSize);
-    memset(v, 128, 2 * chromaSize);
-
     const IMAGE_INTERPOLATION method =
         static_cast<IMAGE_INTERPOLATION>(m_EncParam.video.nInterpolation);
+    // Black wherever the fitted picture does not reach.
+    if (!HasPlaneResizer(method) || !PaintBorders(y, v, u, W, H, m_DstY)) {
+        memset(y, 16, lumaSize);
+        memset(v, 128, 2 * chromaSize);
+    }
     m_DstY.pBits = y;
     m_SrcY.pBits = frame->pPlane[0];
     m_SrcY.pitch = frame->nPitch[0];
