@@ -22,7 +22,10 @@ thread_local Target t_target = kReference;
 // The best (lowest) bit of a mask, or kReference for an empty one.
 Target Best(int64_t mask) { return mask ? (mask & -mask) : kReference; }
 
-int64_t Runnable() { return g_compiled.load(std::memory_order_relaxed) & hwy::SupportedTargets(); }
+int64_t Runnable() {
+    static const int64_t detected = DetectTargets();
+    return g_compiled.load(std::memory_order_relaxed) & detected;
+}
 
 Target Choose() {
     const char* wanted = std::getenv("QUEVARRA_CPU");

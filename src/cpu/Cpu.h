@@ -35,6 +35,9 @@ bool ParseTargetName(const char* name, Target& target);
 // none) among the `runnable` targets; `known` tells whether the name was.
 Target ChooseTarget(const char* wanted, int64_t runnable, bool& known);
 
+// The targets this CPU and its operating system can run.
+int64_t DetectTargets();
+
 // Records that a family registered kernels for `target` (static
 // initialisation only).
 void NoteCompiled(Target target);
