@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds and runs the whole test suite twice (normal, then AddressSanitizer +
 # UndefinedBehaviorSanitizer), then the threaded tests under ThreadSanitizer,
-# and checks the 32-bit record layout.
+# checks the 32-bit record layout, and runs the fuzz targets briefly.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/deps.sh
@@ -47,4 +47,10 @@ tsan_pass() {
   echo "== $dir: build and run took $((SECONDS - start)) s"
 }
 tsan_pass
+
+# Fuzzing: every libFuzzer target of fuzz/ for a fixed, short number of runs
+# from its seed corpus (clang build in build/fuzz; about two minutes when idle).
+echo "== fuzz targets (scripts/fuzz.sh --ci)"
+bash scripts/fuzz.sh --ci
+
 echo "== all suites passed"

@@ -22,14 +22,18 @@ struct IMG_PARAM {
 static_assert(sizeof(IMG_PARAM) == (sizeof(void*) == 4 ? 36 : 40), "IMG_PARAM size");
 static_assert(offsetof(IMG_PARAM, cy) == (sizeof(void*) == 4 ? 32 : 36), "IMG_PARAM.cy");
 
-enum IMAGE_INTERPOLATION {
+/* Both enumerations have a fixed 32-bit underlying type: hosts and EncodeParam
+ * carry them as plain 32-bit integers, and every such value must be one the
+ * type can hold (values without a meaning are refused or treated as documented,
+ * never undefined). */
+enum IMAGE_INTERPOLATION : int32_t {
     IMAGE_INTERPOLATION_DEFAULT = 0,  /* bilinear */
     IMAGE_INTERPOLATION_NEAREST = 1,  /* nearest neighbour */
     IMAGE_INTERPOLATION_BILINEAR = 2, /* bilinear */
     IMAGE_INTERPOLATION_CONVOLVE = 3  /* cubic convolution; packed 4-byte images only */
 };
 
-enum IMAGE_RESIZE_METHOD {
+enum IMAGE_RESIZE_METHOD : int32_t {
     IMAGE_RESIZE_STRETCH = 0,     /* rectangle left unchanged */
     IMAGE_RESIZE_KEEP_ASPECT = 1, /* aspect of the size handed in */
     IMAGE_RESIZE_16_9 = 2,        /* 16:9 */

@@ -56,11 +56,13 @@ TEST(Dispatch, PicksTheResizerPerKindOrReturnsZeroAndYv12WalksYThenVThenU) {
         {ImageResizeUV, {DIB_ResizeBiLinerUV, DIB_ResizeNearUV, DIB_ResizeBiLinerUV, nullptr}}};
     Image src(20, 4, 0, 0, 5, 4);
     FillPattern(src.bytes, 11);
+    // Any 32-bit value is an IMAGE_INTERPOLATION (brace initialisation compiles
+    // only with the fixed underlying type); unknown ones are refused.
     for (const auto& row : rows)
-        for (int m : {0, 1, 2, 3, 4, -1}) {
+        for (int32_t m : {0, 1, 2, 3, 4, -1, INT32_MIN, INT32_MAX}) {
             Image got(32, 7, 0, 0, 8, 7, kSentinel), want(got);
             Resizer f = m >= 0 && m < 4 ? row.byValue[m] : nullptr;  // null: none for this kind
-            EXPECT_EQ(row.dispatch(src.p, got.p, IMAGE_INTERPOLATION(m)), f ? 1 : 0) << m;
+            EXPECT_EQ(row.dispatch(src.p, got.p, IMAGE_INTERPOLATION{m}), f ? 1 : 0) << m;
             EXPECT_EQ(f ? f(src.p, want.p) : 0, f ? 1 : 0);
             EXPECT_EQ(got.bytes, want.bytes) << m;
         }

@@ -42,6 +42,8 @@ TEST(ResizeRect, FitsCentredWithTheOddPixelRightOrBelow) {
         {{0, 0, 320, 240}, {720, 0}, IMAGE_RESIZE_16_9, {0, 0, 320, 240}},
         {{0, 0, 320, 240}, {720, 576}, IMAGE_RESIZE_CROP, {10, 0, 310, 240}},
         {{0, 0, 320, 240}, {720, 576}, 7, {10, 0, 310, 240}},
+        {{0, 0, 320, 240}, {720, 576}, -1, {10, 0, 310, 240}},  // any 32-bit value is a method
+        {{0, 0, 320, 240}, {720, 576}, INT32_MAX, {10, 0, 310, 240}},
         {{5, 7, 105, 110}, {1, 1}, IMAGE_RESIZE_KEEP_ASPECT, {5, 8, 105, 109}},  // odd pixel below
         {{0, 0, 103, 100}, {1, 1}, IMAGE_RESIZE_KEEP_ASPECT, {1, 0, 102, 100}},
         {{0, 0, 321, 240}, {-16, -9}, IMAGE_RESIZE_KEEP_ASPECT, {-53, 0, 374, 240}},  // -105 >> 1
@@ -50,7 +52,7 @@ TEST(ResizeRect, FitsCentredWithTheOddPixelRightOrBelow) {
     };
     for (const Case& c : cases) {
         tagRECT rc = c.rc;
-        ResizeRect(rc, c.size, static_cast<IMAGE_RESIZE_METHOD>(c.method));
+        ResizeRect(rc, c.size, IMAGE_RESIZE_METHOD{c.method});
         EXPECT_EQ(memcmp(&rc, &c.out, sizeof rc), 0) << c.size.cx << "x" << c.size.cy << " method " << c.method
                                                      << ": " << rc.left << " " << rc.top << " " << rc.right;
     }
