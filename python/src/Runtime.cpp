@@ -24,7 +24,7 @@ namespace {
 // Held alone to start and stop the library (hook, plugins), shared while a
 // file is created; always taken with the interpreter lock released.
 std::shared_mutex g_library;
-bool g_hooked = false;
+std::atomic<bool> g_hooked{false};
 std::atomic<bool> g_pluginsUp{false};
 std::atomic<bool> g_exiting{false};
 
@@ -149,7 +149,9 @@ void SetLogHandler(py::object handler) {
     if (!handler.is_none() && !PyCallable_Check(handler.ptr()))
         throw py::type_error("set_log_handler: expected a callable or None, got " +
                              std::string(Py_TYPE(handler.ptr())->tp_name));
-    if (!g_exiting) {
+    // Once hooked, the lock is not needed; skipping it also lets a handler
+    // replace itself while the library, holding it on this thread, logs.
+    if (!g_exiting && !g_hooked) {
         py::gil_scoped_release unlocked;
         std::unique_lock<std::shared_mutex> alone(g_library);
         HookLocked();

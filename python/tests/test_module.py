@@ -51,6 +51,13 @@ def test_log_handler_gets_messages_and_survives_its_own_exceptions(tmp_path, mon
     assert unraisable and isinstance(unraisable[0].exc_value, RuntimeError)
     assert frames_in(tmp_path / "b.mp4") == 3
 
+    # A handler may replace itself while the library logs on its thread.
+    quevarra.set_log_handler(lambda message: quevarra.set_log_handler(messages.append))
+    count = len(messages)
+    with quevarra.MediaFile(tmp_path / "d.mp4", width=64, height=48):
+        pass
+    assert len(messages) > count
+
     quevarra.set_log_handler(None)
     count = len(messages)
     with quevarra.MediaFile(tmp_path / "c.mp4", width=64, height=48):
