@@ -9,6 +9,10 @@
 
 #if HWY_ARCH_X86
 #include <cpuid.h>
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
 #endif
 
 namespace qv::cpu {
@@ -69,3 +73,21 @@ int64_t DetectTargets() { return hwy::SupportedTargets(); }
 #endif
 
 }  // namespace qv::cpu
+
+#if HWY_ARCH_X86
+// Kernels built with assertions (debug and sanitizer builds) report a broken
+// precondition through this function, which the vector library's shared object
+// would otherwise provide: print where, and stop.
+namespace hwy {
+void Abort(const char* file, int line, const char* format, ...) {
+    char message[512];
+    va_list args;
+    va_start(args, format);
+    vsnprintf(message, sizeof message, format, args);
+    va_end(args);
+    fprintf(stderr, "%s:%d: %s\n", file, line, message);
+    fflush(stderr);
+    abort();
+}
+}  // namespace hwy
+#endif
