@@ -78,12 +78,12 @@ echo "== host path (median of 3; ratios are qvencode / ffmpeg, below 1.00x: fast
 compare "(a) Y4M+WAV -> 720p H.264+AAC MP4" \
   env -u QUEVARRA_LOG "$QVENCODE" -y -i "$WORK/in.y4m" -a "$WORK/in.wav" -s 1280x720 --resize stretch \
     --interp bilinear -c:v h264 -b:v 2M -c:a aac -b:a 128k "$WORK/ours_a.mp4" -- \
-  ffmpeg -v error -y -i "$WORK/in.y4m" -i "$WORK/in.wav" -vf scale=1280:720:flags=bilinear \
+  ffmpeg -nostdin -v error -y -i "$WORK/in.y4m" -i "$WORK/in.wav" -vf scale=1280:720:flags=bilinear \
     -c:v libx264 -preset veryfast -b:v 2M -g 60 -threads 1 -c:a aac -b:a 128k "$WORK/ffmpeg_a.mp4"
 compare "(b) raw BGRA -> 1080p H.264 MP4" \
   env -u QUEVARRA_LOG "$QVENCODE" -y --raw bgra --size 1920x1080 --rate 30 -i "$WORK/in.bgra" -an \
     -c:v h264 -b:v 2M "$WORK/ours_b.mp4" -- \
-  ffmpeg -v error -y -f rawvideo -pix_fmt bgra -s 1920x1080 -r 30 -i "$WORK/in.bgra" \
+  ffmpeg -nostdin -v error -y -f rawvideo -pix_fmt bgra -s 1920x1080 -r 30 -i "$WORK/in.bgra" \
     -c:v libx264 -preset veryfast -b:v 2M -g 60 -threads 1 -pix_fmt yuv420p "$WORK/ffmpeg_b.mp4"
 
 if perf record -e cpu-clock -o "$WORK/perf.data" -F 999 -- true > /dev/null 2>&1; then
