@@ -1,43 +1,12 @@
 // Bilinear resizers: packed 4-byte, 8-bit, luma and chroma planes, and the
 // averaging luma variant.
-#include <cstring>
-
+#include "image/PackedRows.h"
 #include "image/PlaneRows.h"
 #include "image/ResizeCommon.h"
 
 using namespace qv::image;
 
 namespace {
-
-// 4-byte pixels between rows in0 and in1: bytes 0..2 interpolated, byte 3
-// from the upper-left neighbour; the last column copies `lastCol` whole.
-void BiLinearRow32(const uint8_t* in0, const uint8_t* in1, uint8_t* out, int count,
-                   int64_t step, int lastCol, int wy1) {
-    int64_t fx = 0;
-    for (int i = 0; i < count - 1; ++i, fx += step) {
-        const int c = static_cast<int>(fx >> kShift);
-        const int c1 = c < lastCol ? c + 1 : lastCol;
-        const int wx1 = static_cast<int>(fx & kFrac);
-        const uint8_t* a = in0 + 4 * c;
-        const uint8_t* b = in0 + 4 * c1;
-        const uint8_t* d = in1 + 4 * c;
-        const uint8_t* e = in1 + 4 * c1;
-        uint8_t* o = out + 4 * i;
-        for (int k = 0; k < 3; ++k)
-            o[k] = static_cast<uint8_t>(BiLinearSample(a[k], b[k], d[k], e[k], wx1, wy1));
-        o[3] = a[3];
-    }
-    std::memcpy(out + 4 * (count - 1), in0 + 4 * lastCol, 4);
-}
-
-// Stepped nearest-neighbour row with the last pixel pinned (bpp 1 or 4).
-void NearPinnedRow(const uint8_t* in, uint8_t* out, int count, int64_t step, int lastCol,
-                   int bpp) {
-    int64_t fx = 0;
-    for (int i = 0; i < count - 1; ++i, fx += step)
-        std::memcpy(out + bpp * i, in + bpp * (fx >> kShift), bpp);
-    std::memcpy(out + bpp * (count - 1), in + bpp * lastCol, bpp);
-}
 
 // Walk of the bottom-up packed member.
 int BiLinerBottomUp32(const IMG_PARAM& src, IMG_PARAM& dst) {
@@ -47,16 +16,18 @@ int BiLinerBottomUp32(const IMG_PARAM& src, IMG_PARAM& dst) {
     const int64_t stepY = Q12Step(src.cy, dst.cy);
     const int lastCol = src.cx - 1;
     const int lastRow = src.y + src.cy - 1;
+    const PackedRows& rows = PackedRowFamily().Active();
     int64_t fy = 0;
     for (int j = 0; j < dst.cy - 1; ++j, fy += stepY) {
         const int r = static_cast<int>(fy >> kShift) + src.y;
         const int r1 = r < lastRow ? r + 1 : lastRow;
-        BiLinearRow32(RowBottomUp(src, r) + 4 * src.x, RowBottomUp(src, r1) + 4 * src.x,
-                      RowBottomUp(dst, dst.y + j) + 4 * dst.x, dst.cx, stepX, lastCol,
-                      static_cast<int>(fy & kFrac));
+        rows.bilinearRow(RowBottomUp(src, r) + 4 * src.x, RowBottomUp(src, r1) + 4 * src.x,
+                         RowBottomUp(dst, dst.y + j) + 4 * dst.x, dst.cx, stepX, lastCol,
+                         static_cast<int>(fy & kFrac));
     }
-    NearPinnedRow(RowBottomUp(src, lastRow) + 4 * src.x,
-                  RowBottomUp(dst, dst.y + dst.cy - 1) + 4 * dst.x, dst.cx, stepX, lastCol, 4);
+    // The last row: nearest neighbour along the source's last row.
+    rows.nearRow(RowBottomUp(src, lastRow) + 4 * src.x, RowBottomUp(dst, dst.y + dst.cy - 1) + 4 * dst.x,
+                 dst.cx, stepX, lastCol);
     return 1;
 }
 

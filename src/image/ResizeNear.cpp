@@ -2,20 +2,13 @@
 #include <cstring>
 #include <new>
 
+#include "image/PackedRows.h"
 #include "image/PlaneRows.h"
 #include "image/ResizeCommon.h"
 
 using namespace qv::image;
 
 namespace {
-
-// 4-byte pixels: stepped columns, the last one pinned to `lastCol`.
-void NearRow32(const uint8_t* in, uint8_t* out, int count, int64_t step, int lastCol) {
-    int64_t fx = 0;
-    for (int i = 0; i < count - 1; ++i, fx += step)
-        std::memcpy(out + 4 * i, in + 4 * (fx >> kShift), 4);
-    std::memcpy(out + 4 * (count - 1), in + 4 * lastCol, 4);
-}
 
 // Index of the source sample nearest to i * srcLen / dstLen (halves rounded up),
 // absolute; the last entry is pinned to the rectangle's last sample. Enlarging
@@ -38,11 +31,18 @@ QV_API int DIB_ResizeNear(const IMG_PARAM& src, IMG_PARAM& dst) {
     const int64_t stepX = Q12Step(src.cx, dst.cx);
     const int64_t stepY = Q12Step(src.cy, dst.cy);
     const int lastCol = src.cx - 1;
+    const PackedRows& rows = PackedRowFamily().Active();
     int64_t fy = 0;
+    int previous = -1;
     for (int j = 0; j < dst.cy; ++j, fy += stepY) {
         const int s = j < dst.cy - 1 ? static_cast<int>(fy >> kShift) + src.y : src.y + src.cy - 1;
-        NearRow32(RowBottomUp(src, s) + 4 * src.x, RowBottomUp(dst, dst.y + j) + 4 * dst.x, dst.cx,
-                  stepX, lastCol);
+        uint8_t* out = RowBottomUp(dst, dst.y + j) + 4 * dst.x;
+        // Enlarging repeats source rows: the row just written is copied whole.
+        if (s == previous)
+            std::memcpy(out, RowBottomUp(dst, dst.y + j - 1) + 4 * dst.x, 4 * size_t(dst.cx));
+        else
+            rows.nearRow(RowBottomUp(src, s) + 4 * src.x, out, dst.cx, stepX, lastCol);
+        previous = s;
     }
     return 1;
 }
