@@ -1,6 +1,7 @@
 // Planar YUV 4:2:0 to RGB bitmaps with the fast inverse form. Chroma is
-// repeated over its 2x2 block. Row functions do the arithmetic; the picture
-// walk runs the main pass, the odd-column pass and the odd-row pass in turn.
+// repeated over its 2x2 block. The row functions (YuvToRgbRows) do the
+// arithmetic; the picture walk runs the main pass, the odd-column pass and the
+// odd-row pass in turn.
 #include <quevarra/qv_color.h>
 
 #include <stdint.h>
@@ -10,8 +11,10 @@
 #include <new>
 
 #include "image/ColorRows.h"
+#include "image/YuvToRgbRows.h"
 
 using namespace qv::color;
+using qv::image::YuvToRgbRows;
 
 namespace {
 
@@ -24,35 +27,12 @@ inline void StorePixel(uint8_t* px, int luma, const InvTerms& t) {
 }
 
 template <int kBpp, bool kOpaque>
-void RowPairToRgb(const uint8_t* __restrict y0, const uint8_t* __restrict y1,
-                  const uint8_t* __restrict u, const uint8_t* __restrict v,
-                  uint8_t* __restrict d0, uint8_t* __restrict d1, int evenWidth) {
-    for (int x = 0; x < evenWidth; x += 2) {
-        const InvTerms t = InverseTerms(u[x / 2], v[x / 2]);
-        StorePixel<kBpp, kOpaque>(d0 + x * kBpp, y0[x], t);
-        StorePixel<kBpp, kOpaque>(d0 + (x + 1) * kBpp, y0[x + 1], t);
-        StorePixel<kBpp, kOpaque>(d1 + x * kBpp, y1[x], t);
-        StorePixel<kBpp, kOpaque>(d1 + (x + 1) * kBpp, y1[x + 1], t);
-    }
-}
-
-template <int kBpp, bool kOpaque>
 void OddColumnToRgb(const uint8_t* y0, const uint8_t* y1, const uint8_t* u, const uint8_t* v,
                     uint8_t* d0, uint8_t* d1, int width) {
     const int x = width - 1;
     const InvTerms t = InverseTerms(u[x / 2], v[x / 2]);
     StorePixel<kBpp, kOpaque>(d0 + x * kBpp, y0[x], t);
     StorePixel<kBpp, kOpaque>(d1 + x * kBpp, y1[x], t);
-}
-
-template <int kBpp, bool kOpaque>
-void LastRowToRgb(const uint8_t* __restrict y, const uint8_t* __restrict u,
-                  const uint8_t* __restrict v, uint8_t* __restrict d, int evenWidth) {
-    for (int x = 0; x < evenWidth; x += 2) {
-        const InvTerms t = InverseTerms(u[x / 2], v[x / 2]);
-        StorePixel<kBpp, kOpaque>(d + x * kBpp, y[x], t);
-        StorePixel<kBpp, kOpaque>(d + (x + 1) * kBpp, y[x + 1], t);
-    }
 }
 
 // When both sizes are odd, pixel (W-1, H-1) is covered by neither edge pass
@@ -63,9 +43,16 @@ void Yuv420ToRgb(const Planes& src, const RowWalk<uint8_t>& dst, int W, int H) {
     if (W <= 0 || H <= 0) return;
     const int We = W & ~1;
     const int He = H & ~1;
-    for (int j = 0; j < He; j += 2) {
-        RowPairToRgb<kBpp, kOpaque>(src.LumaRow(j), src.LumaRow(j + 1), src.URow(j / 2),
-                                    src.VRow(j / 2), dst.Row(j), dst.Row(j + 1), We);
+    const YuvToRgbRows& rows = qv::image::YuvToRgbFamily().Active();
+    const qv::image::YuvRowPairFn rowPair =
+        kBpp == 3 ? rows.rowPair24 : (kOpaque ? rows.rowPair32A : rows.rowPair32);
+    const qv::image::YuvLastRowFn lastRow =
+        kBpp == 3 ? rows.lastRow24 : (kOpaque ? rows.lastRow32A : rows.lastRow32);
+    if (We > 0) {
+        for (int j = 0; j < He; j += 2) {
+            rowPair(src.LumaRow(j), src.LumaRow(j + 1), src.URow(j / 2), src.VRow(j / 2),
+                    dst.Row(j), dst.Row(j + 1), We);
+        }
     }
     if (W & 1) {
         for (int j = 0; j < He; j += 2) {
@@ -73,10 +60,9 @@ void Yuv420ToRgb(const Planes& src, const RowWalk<uint8_t>& dst, int W, int H) {
                                           src.VRow(j / 2), dst.Row(j), dst.Row(j + 1), W);
         }
     }
-    if (H & 1) {
+    if ((H & 1) && We > 0) {
         const int y = H - 1;
-        LastRowToRgb<kBpp, kOpaque>(src.LumaRow(y), src.URow(y / 2), src.VRow(y / 2), dst.Row(y),
-                                    We);
+        lastRow(src.LumaRow(y), src.URow(y / 2), src.VRow(y / 2), dst.Row(y), We);
     }
 }
 

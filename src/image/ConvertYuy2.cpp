@@ -8,20 +8,14 @@
 #include <algorithm>
 
 #include "image/ColorRows.h"
+#include "image/YuvToRgbRows.h"
+#include "image/Yuy2Rows.h"
 
 using namespace qv::color;
+using qv::image::OrderOf;
+using qv::image::PackedOrder;
 
 namespace {
-
-// Byte positions inside a 4-byte macropixel: Y0 U Y1 V when bYUY2 is not 0,
-// U Y0 V Y1 otherwise.
-struct PackedOrder {
-    int y0, u, y1, v;
-};
-
-PackedOrder OrderOf(unsigned bYUY2) {
-    return bYUY2 ? PackedOrder{0, 1, 2, 3} : PackedOrder{1, 0, 3, 2};
-}
 
 // A 24-bit source whose reads stay inside the nHeight x nPitch bytes it
 // describes: a pixel that would reach past the end reads the last whole pixel.
@@ -33,6 +27,7 @@ struct Rgb24Source {
     }
 };
 
+// The pairs whose reads may be clamped, one macropixel at a time.
 void RgbRowToPacked(const Rgb24Source& src, ptrdiff_t rowOffset, uint8_t* __restrict dst,
                     int pairs, PackedOrder o) {
     for (int k = 0; k < pairs; ++k) {
@@ -44,61 +39,6 @@ void RgbRowToPacked(const Rgb24Source& src, ptrdiff_t rowOffset, uint8_t* __rest
         m[o.y1] = static_cast<uint8_t>(b.y);
         m[o.u] = Chroma2(a.u, b.u);
         m[o.v] = Chroma2(a.v, b.v);
-    }
-}
-
-void PackedRowToRgb(const uint8_t* __restrict src, uint8_t* __restrict dst, int pairs,
-                    PackedOrder o) {
-    for (int k = 0; k < pairs; ++k) {
-        const uint8_t* m = src + k * 4;
-        const InvTerms t = InverseTerms(m[o.u], m[o.v]);
-        StoreBgr(dst + k * 6, m[o.y0], t);
-        StoreBgr(dst + k * 6 + 3, m[o.y1], t);
-    }
-}
-
-// Two packed rows into two luma rows and one chroma row (vertical floor mean).
-void PackedRowPairTo420(const uint8_t* __restrict top, const uint8_t* __restrict bottom,
-                        uint8_t* __restrict y0, uint8_t* __restrict y1, uint8_t* __restrict u,
-                        uint8_t* __restrict v, int pairs, PackedOrder o) {
-    for (int k = 0; k < pairs; ++k) {
-        const uint8_t* a = top + k * 4;
-        const uint8_t* b = bottom + k * 4;
-        y0[2 * k] = a[o.y0];
-        y0[2 * k + 1] = a[o.y1];
-        y1[2 * k] = b[o.y0];
-        y1[2 * k + 1] = b[o.y1];
-        u[k] = static_cast<uint8_t>((a[o.u] + b[o.u]) >> 1);
-        v[k] = static_cast<uint8_t>((a[o.v] + b[o.v]) >> 1);
-    }
-}
-
-// Two luma rows and one chroma row into two packed rows (chroma repeated).
-void RowPair420ToPacked(const uint8_t* __restrict y0, const uint8_t* __restrict y1,
-                        const uint8_t* __restrict u, const uint8_t* __restrict v,
-                        uint8_t* __restrict top, uint8_t* __restrict bottom, int pairs,
-                        PackedOrder o) {
-    for (int k = 0; k < pairs; ++k) {
-        uint8_t* a = top + k * 4;
-        uint8_t* b = bottom + k * 4;
-        a[o.y0] = y0[2 * k];
-        a[o.y1] = y0[2 * k + 1];
-        b[o.y0] = y1[2 * k];
-        b[o.y1] = y1[2 * k + 1];
-        a[o.u] = b[o.u] = u[k];
-        a[o.v] = b[o.v] = v[k];
-    }
-}
-
-// Swaps the bytes of each pair of a 4-byte group: YUY2 <-> UYVY. Safe in place.
-void SwapPackedRow(const uint8_t* src, uint8_t* dst, int groups) {
-    for (int k = 0; k < groups; ++k) {
-        const uint8_t b0 = src[4 * k], b1 = src[4 * k + 1], b2 = src[4 * k + 2],
-                      b3 = src[4 * k + 3];
-        dst[4 * k] = b1;
-        dst[4 * k + 1] = b0;
-        dst[4 * k + 2] = b3;
-        dst[4 * k + 3] = b2;
     }
 }
 
@@ -115,6 +55,35 @@ bool PackedAnd420Addressable(int64_t xp, int64_t yp, int pitch, int64_t xq, int6
 
 ptrdiff_t At(int row, int pitch, ptrdiff_t column) {
     return static_cast<ptrdiff_t>(row) * pitch + column;
+}
+
+// `rows` rows of `width` bytes, `pitch` apart (either way), from `first`.
+struct PlaneRect {
+    uint8_t* first;
+    ptrdiff_t pitch;
+    size_t width;
+    int rows;
+    uintptr_t Lo() const {
+        return reinterpret_cast<uintptr_t>(first) + (pitch < 0 ? (rows - 1) * pitch : 0);
+    }
+    uintptr_t Hi() const {
+        return reinterpret_cast<uintptr_t>(first) + (pitch > 0 ? (rows - 1) * pitch : 0) + width;
+    }
+};
+
+bool Overlap(const PlaneRect& a, const PlaneRect& b) { return a.Lo() < b.Hi() && b.Lo() < a.Hi(); }
+
+void CopyPlane(const PlaneRect& dst, const PlaneRect& src) {
+    if (dst.pitch == static_cast<ptrdiff_t>(dst.width) && src.pitch == dst.pitch) {
+        // In pieces that stay in the cache: the C library streams large
+        // copies past it, which is slower for a frame read again soon.
+        constexpr size_t kPiece = size_t{1} << 19;
+        const size_t total = dst.width * static_cast<size_t>(dst.rows);
+        for (size_t at = 0; at < total; at += kPiece)
+            memcpy(dst.first + at, src.first + at, total - at < kPiece ? total - at : kPiece);
+        return;
+    }
+    for (int r = 0; r < dst.rows; ++r) memcpy(dst.first + r * dst.pitch, src.first + r * src.pitch, dst.width);
 }
 
 }  // namespace
@@ -146,13 +115,22 @@ void Rgb24_2_YUY2(unsigned char* lpBitsDst, int nPitchDst, int xDst, int yDst, i
         cxDst += 1;
     }
     const int n = cxDst & ~1;
-    const PackedOrder o = OrderOf(bYUY2);
+    const PackedOrder o = OrderOf(bYUY2 != 0);
     const ptrdiff_t total = static_cast<ptrdiff_t>(nHeightSrc) * nPitchSrc;
     const Rgb24Source src{lpBitsSrc, total >= 3 ? total - 3 : -1};
     auto srcRow = [&](int r) { return At(nHeightSrc - 1 - ySrc - r, nPitchSrc, ptrdiff_t{xSrc} * 3); };
     auto dstRow = [&](int r) { return lpBitsDst + At(yDst + r, nPitchDst, ptrdiff_t{xDst} * 2); };
 
-    for (int r = 0; r < cy; ++r) RgbRowToPacked(src, srcRow(r), dstRow(r), n / 2, o);
+    // Pairs before the clamped end of the source go to the row kernel.
+    const qv::image::RgbToPackedFn row = qv::image::Yuy2Family().Active().rgbToPacked;
+    for (int r = 0; r < cy; ++r) {
+        const ptrdiff_t at = srcRow(r);
+        const ptrdiff_t slack = src.lastPixel - at - 3;  // pair k is direct while 6k <= slack
+        const ptrdiff_t room = src.lastPixel < 0 ? n / 2 : (slack < 0 ? 0 : slack / 6 + 1);
+        const int direct = static_cast<int>(std::min<ptrdiff_t>(room, n / 2));
+        row(lpBitsSrc + at, dstRow(r), direct, bYUY2 != 0);
+        RgbRowToPacked(src, at + ptrdiff_t{direct} * 6, dstRow(r) + direct * 4, n / 2 - direct, o);
+    }
     if (cxDst & 1) {
         for (int r = 0; r < cy; ++r) {
             const FwdPixel p = FastForwardBgr(src.Pixel(srcRow(r) + ptrdiff_t{n} * 3));
@@ -178,13 +156,14 @@ void YUY2_2_Rgb24(unsigned char* lpBitsDst, int nHeightDst, int nPitchDst, int x
                           QV_OFFSETS_FIT);
     if (xSrc & 1) xSrc -= 1;
     const int n = cxDst & ~1;
-    const PackedOrder o = OrderOf(bYUY2);
+    const PackedOrder o = OrderOf(bYUY2 != 0);
     auto srcRow = [&](int r) { return lpBitsSrc + At(ySrc + r, nPitchSrc, ptrdiff_t{xSrc} * 2); };
     auto dstRow = [&](int r) {
         return lpBitsDst + At(nHeightDst - 1 - yDst - r, nPitchDst, ptrdiff_t{xDst} * 3);
     };
 
-    for (int r = 0; r < cy; ++r) PackedRowToRgb(srcRow(r), dstRow(r), n / 2, o);
+    const qv::image::PackedToRgbFn row = qv::image::YuvToRgbFamily().Active().packedToRgb24;
+    for (int r = 0; r < cy; ++r) row(srcRow(r), dstRow(r), n / 2, bYUY2 != 0);
     if (cxDst & 1) {
         for (int r = 0; r < cy; ++r) {
             const uint8_t* m = srcRow(r) + n * 2;
@@ -205,8 +184,8 @@ void YUY2_2_Yuv420(unsigned char* pY, unsigned char* pU, unsigned char* pV, int 
     QV_COLOR_REQUIRE_TEXT("YUY2_2_Yuv420", PackedAnd420Addressable(xSrc, ySrc, nPitchSrc, xDst, yDst, nPt_Y,
                                                                    nPt_U, nPt_V, cx, cy),
                           QV_OFFSETS_FIT);
-    const PackedOrder o = OrderOf(bYUY2);
     const int pairs = (cx + 1) / 2;
+    const qv::image::PackedPairTo420Fn row = qv::image::Yuy2Family().Active().packedPairTo420;
     // The bound as an offset from pV; comparing offsets avoids forming
     // out-of-range pointers.
     const int64_t bound = (int64_t{ySrc} + cy) * nPt_V;
@@ -215,9 +194,8 @@ void YUY2_2_Yuv420(unsigned char* pY, unsigned char* pU, unsigned char* pV, int 
         const int64_t room = bound - vRow + 1;  // macropixel pairs allowed on this row
         const int allowed = room <= 0 ? 0 : static_cast<int>(std::min<int64_t>(room, pairs));
         const uint8_t* top = lpBitsSrc + At(ySrc + r, nPitchSrc, ptrdiff_t{xSrc} * 2);
-        PackedRowPairTo420(top, top + nPitchSrc, pY + At(yDst + r, nPt_Y, xDst),
-                           pY + At(yDst + r + 1, nPt_Y, xDst), pU + At(yDst / 2 + r / 2, nPt_U, xDst / 2),
-                           pV + vRow, allowed, o);
+        row(top, top + nPitchSrc, pY + At(yDst + r, nPt_Y, xDst), pY + At(yDst + r + 1, nPt_Y, xDst),
+            pU + At(yDst / 2 + r / 2, nPt_U, xDst / 2), pV + vRow, allowed, bYUY2 != 0);
         QV_COLOR_REQUIRE_TEXT("YUY2_2_Yuv420", allowed == pairs,
                               "(char*)V <= ((char*)pV + (ySrc + cy) * nPt_V)");
     }
@@ -233,14 +211,14 @@ void Yuv420_2_YUY2(unsigned char* lpBitsDst, int nPitchDst, int xDst, int yDst, 
     QV_COLOR_REQUIRE_TEXT("Yuv420_2_YUY2", PackedAnd420Addressable(xDst, yDst, nPitchDst, xSrc, ySrc, nPt_Y,
                                                                    nPt_U, nPt_V, cx, cy),
                           QV_OFFSETS_FIT);
-    const PackedOrder o = OrderOf(bYUY2);
     const int pairs = (cx + 1) / 2;
+    const qv::image::Pair420ToPackedFn row = qv::image::Yuy2Family().Active().pair420ToPacked;
     for (int r = 0; r < cy; r += 2) {
         uint8_t* top = lpBitsDst + At(yDst + r, nPitchDst, ptrdiff_t{xDst} * 2);
-        RowPair420ToPacked(pY + At(ySrc + r, nPt_Y, xSrc), pY + At(ySrc + r + 1, nPt_Y, xSrc),
+        row(pY + At(ySrc + r, nPt_Y, xSrc), pY + At(ySrc + r + 1, nPt_Y, xSrc),
                            pU + At(ySrc / 2 + r / 2, nPt_U, xSrc / 2),
                            pV + At(ySrc / 2 + r / 2, nPt_V, xSrc / 2), top, top + nPitchDst, pairs,
-                           o);
+                           bYUY2 != 0);
     }
 }
 
@@ -255,13 +233,14 @@ void YUY2_Blt_fast(unsigned char* lpBitsDst, int nPitchDst, int xDst, int yDst, 
     QV_COLOR_REQUIRE_TEXT("YUY2_Blt_fast", Addressable((int64_t{xDst} + cx + 1) * 2, int64_t{yDst} + cy, nPitchDst) &&
                                                Addressable((int64_t{xSrc} + cx + 1) * 2, int64_t{ySrc} + cy, nPitchSrc),
                           QV_OFFSETS_FIT);
+    const qv::image::SwapPackedFn swap = qv::image::Yuy2Family().Active().swapPacked;
     for (int r = 0; r < cy; ++r) {
         const uint8_t* src = lpBitsSrc + At(ySrc + r, nPitchSrc, ptrdiff_t{xSrc} * 2);
         uint8_t* dst = lpBitsDst + At(yDst + r, nPitchDst, ptrdiff_t{xDst} * 2);
         if (bYUY2Dst == bYUY2Src) {
             memmove(dst, src, static_cast<size_t>(cx) * 2);
         } else {
-            SwapPackedRow(src, dst, (cx + 1) / 2);
+            swap(src, dst, (cx + 1) / 2);
         }
     }
 }
@@ -287,6 +266,25 @@ void YV12_Blt_fast(unsigned char* pYDst, unsigned char* pUDst, unsigned char* pV
                                                Addressable(xSrc / 2 + chromaWidth, ySrc / 2 + chromaRows, nPtVSrc),
                           QV_OFFSETS_FIT);
     const size_t chromaBytes = (static_cast<size_t>(cx) + 1) / 2;
+    const int pairs = static_cast<int>((int64_t{yEnd} - yDst + 1) / 2);
+    const PlaneRect dst[3] = {
+        {pYDst + At(yDst, nPtYDst, xDst), nPtYDst, static_cast<size_t>(cx), 2 * pairs},
+        {pUDst + At(yDst / 2, nPtUDst, (xDst + 1) / 2), nPtUDst, chromaBytes, pairs},
+        {pVDst + At(yDst / 2, nPtVDst, (xDst + 1) / 2), nPtVDst, chromaBytes, pairs}};
+    const PlaneRect src[3] = {
+        {pYSrc + At(ySrc, nPtYSrc, xSrc), nPtYSrc, static_cast<size_t>(cx), 2 * pairs},
+        {pUSrc + At(ySrc / 2, nPtUSrc, (xSrc + 1) / 2), nPtUSrc, chromaBytes, pairs},
+        {pVSrc + At(ySrc / 2, nPtVSrc, (xSrc + 1) / 2), nPtVSrc, chromaBytes, pairs}};
+    // When no byte is both written and read, or written twice, the order of
+    // the copies cannot show: copy plane by plane, contiguous rows at once.
+    bool apart = true;
+    for (int i = 0; i < 3; ++i)
+        for (int j = 0; j < 3; ++j)
+            apart = apart && !Overlap(dst[i], src[j]) && (j <= i || !Overlap(dst[i], dst[j]));
+    if (apart) {
+        for (int p = 0; p < 3; ++p) CopyPlane(dst[p], src[p]);
+        return;
+    }
     for (int i = 0; yDst + 2 * i < yEnd; ++i) {
         const int y = yDst + 2 * i, ys = ySrc + 2 * i;
         memmove(pYDst + At(y, nPtYDst, xDst), pYSrc + At(ys, nPtYSrc, xSrc), cx);
