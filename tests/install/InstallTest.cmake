@@ -2,8 +2,12 @@
 # runs a small consumer against it, once through find_package and once through
 # pkg-config, and runs the README's minimal host as a user would: without the
 # bundle and log variables, from another directory, then with the prefix
-# moved. Variables: QV_BUILD_DIR, QV_WORK_DIR, QV_CONSUMER_DIR, QV_GENERATOR,
-# QV_CXX_COMPILER, QV_SANITIZE, QV_EXAMPLE (the README's host example).
+# moved. With QV_PYTHON (the interpreter the Python module was built for; empty
+# when it was not built) the installed module is imported and writes a file
+# likewise, with only PYTHONPATH set. Variables: QV_BUILD_DIR, QV_WORK_DIR,
+# QV_CONSUMER_DIR, QV_GENERATOR, QV_CXX_COMPILER, QV_SANITIZE, QV_EXAMPLE (the
+# README's host example), QV_PYTHON, QV_SANITIZER_PRELOAD (the
+# sanitizer runtimes preloaded into the interpreter for a sanitized module).
 
 function(run)
   execute_process(COMMAND ${ARGN} RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
@@ -32,6 +36,34 @@ function(run_host host dir)
   file(SIZE "${dir}/grey.mkv" size)
   if(size LESS 1000)
     message(FATAL_ERROR "minimal host wrote ${size} bytes to ${dir}/grey.mkv")
+  endif()
+endfunction()
+
+# Imports the module installed under `root` from an empty directory `dir`,
+# with nothing but PYTHONPATH pointing there, and writes a file with it.
+function(run_python root dir)
+  file(MAKE_DIRECTORY "${dir}")
+  set(site "${root}/lib/python3/dist-packages")
+  set(env --unset=QUEVARRA_BUNDLE --unset=QUEVARRA_LOG --unset=LD_LIBRARY_PATH "PYTHONPATH=${site}")
+  if(QV_SANITIZER_PRELOAD)
+    list(APPEND env "LD_PRELOAD=${QV_SANITIZER_PRELOAD}" ASAN_OPTIONS=detect_leaks=0)
+  endif()
+  # Hiding numpy shows that the module does without it.
+  set(script [=[
+import sys
+sys.modules["numpy"] = None
+import quevarra
+assert quevarra.__file__.startswith(sys.argv[1]), quevarra.__file__
+with quevarra.MediaFile("py.mkv", width=64, height=48, fps=25) as f:
+    for i in range(25):
+        f.write_video(bytes([i * 8]) * (64 * 48 * 3), i / 25)
+        f.write_audio(bytes(1764 * 4), i / 25)
+print(f.stats["video_frames_out"], f.stats["audio_samples_out"])
+]=])
+  execute_process(COMMAND "${CMAKE_COMMAND}" -E env ${env} "${QV_PYTHON}" -s -c "${script}" "${site}"
+                  WORKING_DIRECTORY "${dir}" RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  if(NOT rc EQUAL 0 OR NOT out STREQUAL "25 44100\n" OR NOT EXISTS "${dir}/py.mkv")
+    message(FATAL_ERROR "installed Python module under ${root} failed (${rc}):\n${out}\n${err}")
   endif()
 endfunction()
 
@@ -79,9 +111,16 @@ foreach(mode package pkgconfig)
   run_host("${bdir}/minimal_host" "${QV_WORK_DIR}/run-${mode}")
 endforeach()
 
+if(QV_PYTHON)
+  run_python("${prefix}" "${QV_WORK_DIR}/run-python")
+endif()
+
 # A moved install finds its plugins from where its library now lies.
 file(RENAME "${prefix}" "${QV_WORK_DIR}/moved")
 get_filename_component(pc_libdir "${pc_dir}" DIRECTORY)
 string(REPLACE "${prefix}" "${QV_WORK_DIR}/moved" moved_libdir "${pc_libdir}")
 run_host("${QV_WORK_DIR}/consumer-package/minimal_host" "${QV_WORK_DIR}/run-moved"
          "LD_LIBRARY_PATH=${moved_libdir}")
+if(QV_PYTHON)
+  run_python("${QV_WORK_DIR}/moved" "${QV_WORK_DIR}/run-python-moved")
+endif()
