@@ -10,8 +10,7 @@
 #include <mutex>
 #include <new>
 
-#include "audio/ChannelMap.h"
-#include "audio/Resample.h"
+#include "audio/AudioRows.h"
 
 namespace {
 
@@ -110,6 +109,23 @@ long long MappedCount(int inChannels, int outChannels, int count) {
     return count / 2;
 }
 
+// Maps `count` input samples into `dst` and returns the mapped sample count:
+// equal counts copy, mono input is duplicated into two channels, any other
+// input is treated as stereo and averaged down to one channel.
+int MapChannels(const qv::audio::AudioRows& rows, const short* src, int count, int inChannels,
+                int outChannels, short* dst) {
+    if (inChannels == outChannels) {
+        memcpy(dst, src, sizeof(short) * static_cast<size_t>(count));
+        return count;
+    }
+    if (inChannels == 1) {
+        rows.monoToStereo(src, count, dst);
+        return 2 * count;
+    }
+    rows.stereoToMono(src, count / 2, dst);
+    return count / 2;
+}
+
 // Grows the work array so that `mapped` samples fit after the two carried ones.
 bool EnsureWork(short*& work, int& workCapacity, long long mapped) {
     long long needed = mapped + 2;
@@ -183,8 +199,9 @@ int CAudioConverter::ConvertData(const short* samples, int count) {
     long long mapped = MappedCount(m_nInChannels, m_nOutChannels, count);
     if (!EnsureWork(m_pWork, m_nWorkCapacity, mapped)) return 0;
 
+    const qv::audio::AudioRows& rows = qv::audio::AudioRowFamily().Active();
     short* W = m_pWork + 2;
-    int m = MapChannels(samples, count, m_nInChannels, m_nOutChannels, W);
+    int m = MapChannels(rows, samples, count, m_nInChannels, m_nOutChannels, W);
 
     double ratio = RatesUsable(m_nInRate, m_nOutRate)
                        ? static_cast<double>(m_nInRate) / static_cast<double>(m_nOutRate)
@@ -198,12 +215,12 @@ int CAudioConverter::ConvertData(const short* samples, int count) {
     short* out = m_pBuffer + m_nValid;
 
     if (m_nInRate == m_nOutRate || !RatesUsable(m_nInRate, m_nOutRate)) {
-        CopyHolding(W, m, out, n, stereoOut ? 2 : 1);
+        rows.copyHolding(W, m, out, n, stereoOut ? 2 : 1);
     } else if (!stereoOut) {
-        ResampleMono(W, m, out, n);
+        rows.resampleMono(W, m, out, n);
     } else {
         if (n & 1) --n;  // whole frames only; the remainder returns the sample later
-        ResampleStereo(W, m, out, n);
+        rows.resampleStereo(W, m, out, n);
     }
 
     AddSpare(static_cast<double>(m) - ratio * static_cast<double>(n));
