@@ -1,5 +1,7 @@
 // Bilinear resizers: packed 4-byte, 8-bit, luma and chroma planes, and the
 // averaging luma variant.
+#include <algorithm>
+
 #include "image/PackedRows.h"
 #include "image/PlaneRows.h"
 #include "image/ResizeCommon.h"
@@ -50,9 +52,13 @@ void BiLinearPlane(const IMG_PARAM& src, IMG_PARAM& dst, Layout layout, int colu
         SetStrip(strip, first, columns);
         PlanStrip(rows, strip, Taps::BiLinear);
         int64_t fy = 0;
+        int fetched = src.y - 1;  // the last source row prefetched
         for (int j = 0; j < dst.cy - 1; ++j, fy += stepY) {
             const int r = static_cast<int>(fy >> kShift) + src.y;
             const int r1 = r < lastRow ? r + 1 : lastRow;
+            // The rows that destination row j + 2 reads.
+            const int ahead = std::min(static_cast<int>((fy + 2 * stepY) >> kShift) + src.y + 1, lastRow);
+            for (; fetched < ahead; ++fetched) PrefetchRow(PlaneRow(src, layout, fetched + 1) + src.x, src.cx);
             rows.bilinearRow(PlaneRow(src, layout, r) + src.x, PlaneRow(src, layout, r1) + src.x,
                              PlaneRow(dst, layout, dst.y + j) + dst.x, strip, static_cast<int>(fy & kFrac));
         }
@@ -113,8 +119,12 @@ QV_API int DIB_ResizeBiLinerUV(const IMG_PARAM& src, IMG_PARAM& dst) {
         PlanStrip(rows, strip, Taps::BiLinearUV);
         int r = dst.y;
         int64_t fy = 0;
+        int fetched = src.y / 2 - 1;  // the last chroma row prefetched
         for (; r < dst.y + dst.cy - 2; r += 2, fy += 2 * stepY) {
             const int ys = static_cast<int>(fy >> kShift) + src.y;
+            // The rows that the chroma row after next reads.
+            const int ahead = std::min((static_cast<int>((fy + 4 * stepY) >> kShift) + src.y + 1) / 2, lastRow);
+            for (; fetched < ahead; ++fetched) PrefetchRow(RowTopDown(src, fetched + 1) + src.x / 2, (src.cx + 1) / 2);
             const uint8_t* in0 = RowTopDown(src, ys / 2);
             const uint8_t* in1 = RowTopDown(src, (ys + 1) / 2 < lastRow ? (ys + 1) / 2 : lastRow);
             rows.bilinearRow(in0, in1, RowTopDown(dst, r / 2) + dst.x / 2, strip,
@@ -138,7 +148,11 @@ QV_API int DIB_ResizeBiLinerY_Simulate(const IMG_PARAM& src, IMG_PARAM& dst) {
         SetStrip(strip, first, dst.cx);
         PlanStrip(rows, strip, Taps::Average);
         int64_t fy = 0;
+        int fetched = src.y - 1;  // the last source row prefetched
         for (int j = 0; j < dst.cy - 1; ++j, fy += stepY) {
+            // The rows that destination row j + 2 reads.
+            const int ahead = std::min(static_cast<int>((fy + 3 * stepY) >> kShift) + src.y, src.y + src.cy - 1);
+            for (; fetched < ahead; ++fetched) PrefetchRow(RowTopDown(src, fetched + 1) + src.x, src.cx);
             // (fy + stepY) never passes the rectangle's last row before the last
             // destination row, so only the column needs holding.
             const uint8_t* in0 = RowTopDown(src, static_cast<int>(fy >> kShift) + src.y) + src.x;
