@@ -18,16 +18,8 @@ using qv::image::RgbToYuvRows;
 // Random bytes, or only the extremes of the channel range, where the sums
 // reach their bounds.
 void Fill(Guarded& g, checkasm::Rng& rng, bool extremes) {
-    static const uint8_t kEdges[] = {0, 1, 127, 128, 254, 255};
-    if (!extremes) return;  // Guarded already holds random junk
-    for (size_t i = 0; i < g.size(); ++i) g.data()[i] = kEdges[rng.Next() % 6];
-}
-
-std::vector<int> EvenWidths() {
-    std::vector<int> w;
-    for (int i = 2; i <= 140; i += 2) w.push_back(i);
-    for (int i : {254, 256, 258, 1920, 4098}) w.push_back(i);
-    return w;
+    // Otherwise Guarded already holds random junk.
+    if (extremes) checkasm::FillFrom(g, rng, {0, 1, 127, 128, 254, 255});
 }
 
 TEST(Checkasm, RgbToYuvRowsMatchTheReferenceRows) {
@@ -36,7 +28,7 @@ TEST(Checkasm, RgbToYuvRowsMatchTheReferenceRows) {
     for (qv::cpu::Target target : checkasm::SimdTargets()) {
         const RgbToYuvRows& simd = qv::image::RgbToYuvFamily().For(target);
         const char* name = qv::cpu::TargetName(target);
-        for (int w : EvenWidths())
+        for (int w : checkasm::EvenWidths())
             for (int bpp : {3, 4, 5}) {  // 5: 4 bytes with alpha
                 const int bytes = bpp == 3 ? 3 : 4;
                 const bool alpha = bpp == 5;

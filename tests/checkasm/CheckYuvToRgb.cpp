@@ -17,16 +17,8 @@ using qv::image::YuvToRgbRows;
 
 // Random bytes, or only values where the channel sums reach their clamps.
 void Fill(Guarded& g, checkasm::Rng& rng, bool extremes) {
-    static const uint8_t kEdges[] = {0, 1, 16, 127, 128, 235, 240, 254, 255};
-    if (!extremes) return;  // Guarded already holds random junk
-    for (size_t i = 0; i < g.size(); ++i) g.data()[i] = kEdges[rng.Next() % 9];
-}
-
-std::vector<int> EvenWidths() {
-    std::vector<int> w;
-    for (int i = 2; i <= 140; i += 2) w.push_back(i);
-    for (int i : {254, 256, 258, 1920, 4098}) w.push_back(i);
-    return w;
+    // Otherwise Guarded already holds random junk.
+    if (extremes) checkasm::FillFrom(g, rng, {0, 1, 16, 127, 128, 235, 240, 254, 255});
 }
 
 TEST(Checkasm, YuvToRgbRowsMatchTheReferenceRows) {
@@ -35,7 +27,7 @@ TEST(Checkasm, YuvToRgbRowsMatchTheReferenceRows) {
     for (qv::cpu::Target target : checkasm::SimdTargets()) {
         const YuvToRgbRows& simd = qv::image::YuvToRgbFamily().For(target);
         const char* name = qv::cpu::TargetName(target);
-        for (int w : EvenWidths())
+        for (int w : checkasm::EvenWidths())
             for (int kind = 0; kind < 3; ++kind) {
                 const int bpp = kind == 0 ? 3 : 4;
                 const bool extremes = rng.Range(0, 3) == 0;

@@ -45,4 +45,15 @@ std::vector<qv::cpu::Target> SimdTargets() {
     return targets;
 }
 
+void FillFrom(Guarded& g, Rng& rng, const std::vector<uint8_t>& values) {
+    for (size_t i = 0; i < g.size(); ++i) g.data()[i] = values[rng.Next() % values.size()];
+}
+
+std::vector<int> EvenWidths() {
+    std::vector<int> w;
+    for (int i = 2; i <= 140; i += 2) w.push_back(i);
+    for (int i : {254, 256, 258, 1920, 4098}) w.push_back(i);
+    return w;
+}
+
 }  // namespace checkasm

@@ -46,6 +46,14 @@ struct Rng {
     int Range(int lo, int hi) { return lo + static_cast<int>(Next() % uint64_t(hi - lo + 1)); }
 };
 
+// Sets every byte of g to one of `values` chosen at random: the edges of a
+// kernel's input range, where its sums reach their bounds or clamps.
+void FillFrom(Guarded& g, Rng& rng, const std::vector<uint8_t>& values);
+
+// Even row widths: every one from 2 to 140, then a few large ones around
+// powers of two and picture sizes.
+std::vector<int> EvenWidths();
+
 // The SIMD targets this machine runs (not the reference rows). Prints them
 // once so that a log shows what was checked.
 std::vector<qv::cpu::Target> SimdTargets();
